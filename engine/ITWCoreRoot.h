@@ -1,0 +1,38 @@
+#pragma once
+
+#include "engine/ITWObject.h"
+
+// The root of the engine: media files by handle, and what the program asks of
+// the machine. Handles are non-zero i32; 0 is never valid.
+class ITWCoreRoot : public virtual ITWObject
+{
+public:
+    // Opens a media file; 0 when it cannot. The program asks GetFileError first.
+    virtual int32_t OpenFile(const QString& path) = 0;
+    // Closes a file. Its streams may still be open: they stay listed by
+    // GetFirstStream until each is closed with ITWMediaFiles::CloseStream.
+    virtual bool CloseFile(int32_t file) = 0;
+    // The full path as it was opened, cut to size characters.
+    virtual bool GetFileName(int32_t file, int32_t size, QString& name) = 0;
+    // The first stream handle still open on the file; 0 when none is left.
+    virtual int32_t GetFirstStream(int32_t file) = 0;
+    virtual bool FileExists(const QString& path) = 0;
+    // Drops a still that the engine holds for the take-snap dialogue.
+    virtual bool ReleaseStillSource(int32_t handle) = 0;
+    // The default working folder when the settings store has none.
+    virtual QString GetWorkingFolder(int32_t size) = 0;
+    // Version numbers of a component, as four parts; zeros when it is unknown.
+    virtual void GetFileVersionInfo(const QString& fileName, int32_t& major, int32_t& minor,
+                                    int32_t& build, int32_t& revision) = 0;
+    // Memory figures: load in per cent, total and free physical memory in MB,
+    // free swap in MB.
+    virtual void GetMemoryStatus(int32_t& load, int32_t& totalPhysical, int32_t& freePhysical,
+                                 int32_t& freeSwap) = 0;
+    // The system's language text (as "en_US"), cut to size characters.
+    virtual QString GetSystemVersion(int32_t size) = 0;
+    // False when the media system is missing what the engine needs to play and save.
+    virtual bool CheckDirectShowVersion() = 0;
+    // Tries whether the media file at path can be rendered; a result code of the
+    // media list's table (0 for a good file).
+    virtual int32_t GetFileError(const QString& path) = 0;
+};
