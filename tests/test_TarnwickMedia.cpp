@@ -251,6 +251,10 @@ void TestTarnwickMedia::brokenFilesAreRefused_data()
     QTest::newRow("truncated") << QStringLiteral("truncated.avi") << Code::InvalidFileFormat;
     QTest::newRow("MIDI without a synthesizer") << QStringLiteral("sound.mid") << Code::UnsupportedStream;
     QTest::newRow("a folder") << QString() << Code::UnknownFileType;
+    // Files that decode in part are refused all the same.
+    QTest::newRow("video undecodable") << QStringLiteral("badvideo.avi") << Code::VideoNotRendered;
+    QTest::newRow("sound undecodable") << QStringLiteral("badaudio.avi") << Code::AudioNotRendered;
+    QTest::newRow("one of two videos undecodable") << QStringLiteral("onebadvideo.avi") << Code::PartialSuccess;
 }
 
 void TestTarnwickMedia::brokenFilesAreRefused()
