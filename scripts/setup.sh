@@ -7,7 +7,7 @@ QM_ROOT=$(cd "$(dirname "$0")/.." && pwd)
 QM_BUILD="$QM_ROOT/build"
 
 QM_PACKAGES="cmake ninja-build ccache g++ pkg-config
-  qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins
+  qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-svg-dev
   libmlt++-dev libmlt-dev melt frei0r-plugins
   libavformat-dev libavcodec-dev libavdevice-dev libavutil-dev libavfilter-dev
   libswscale-dev libswresample-dev

@@ -6,6 +6,11 @@
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWStreamInfo.h"
 #include "engine/tarnwick/MediaProbe.h"
+#include "engine/tarnwick/MltRuntime.h"
+
+extern "C" {
+#include <libavformat/version.h>
+}
 
 #include <QDir>
 #include <QFileInfo>
@@ -270,6 +275,7 @@ void TestTarnwickMedia::brokenFilesAreRefused()
 void TestTarnwickMedia::answersAboutTheSystem()
 {
     QVERIFY(m_root->CheckDirectShowVersion());
+    QVERIFY(Tarnwick::MltRuntime::Start());
 
     int32_t load = -1, total = 0, free = -1, swap = -1;
     m_root->GetMemoryStatus(load, total, free, swap);
@@ -283,6 +289,15 @@ void TestTarnwickMedia::answersAboutTheSystem()
     m_root->GetFileVersionInfo(QStringLiteral("libQt6Core"), major, minor, build, revision);
     QCOMPARE(major, QT_VERSION_MAJOR);
     QCOMPARE(minor, QT_VERSION_MINOR);
+    // The report's three component names answer with Qt's, MLT's and FFmpeg's versions.
+    m_root->GetFileVersionInfo(QStringLiteral("mscomctl.ocx"), major, minor, build, revision);
+    QCOMPARE(major, 0); // Qt Widgets is not loaded by this test
+    m_root->GetFileVersionInfo(QStringLiteral("comdlg32.ocx"), major, minor, build, revision);
+    QCOMPARE(major, 7);
+    QVERIFY(minor > 0);
+    m_root->GetFileVersionInfo(QStringLiteral("msxml.dll"), major, minor, build, revision);
+    QCOMPARE(major, LIBAVFORMAT_VERSION_MAJOR);
+    QCOMPARE(minor, LIBAVFORMAT_VERSION_MINOR);
     m_root->GetFileVersionInfo(QStringLiteral("nothing-like-this.dll"), major, minor, build, revision);
     QCOMPARE(major + minor + build + revision, 0);
 

@@ -1,20 +1,95 @@
-#include "core/QmError.h"
-#include "core/QmNumbers.h"
+// The ground of Quillmont: numbers and their texts, the time and file utilities, the
+// error trap, and the message box and dialogue services as tests script them.
+#include "QmTestSupport.h"
 
-#include <QTest>
+#include "core/QmDialogs.h"
+#include "core/QmError.h"
+#include "core/QmModal.h"
+#include "core/QmMsgBox.h"
+#include "core/QmNumbers.h"
+#include "core/QmSettings.h"
+#include "core/QmTrap.h"
+#include "core/moduleUtilities.h"
+
+#include <QComboBox>
+#include <QDialog>
+#include <QFile>
 
 using namespace QmNumbers;
+using namespace moduleUtilities;
+
+namespace {
+
+struct Reported
+{
+    QString module, function;
+    int32_t number = 0;
+};
+
+QList<Reported>& Reports()
+{
+    static QList<Reported> reports;
+    return reports;
+}
+
+void WriteFile(const QString& path, const QByteArray& data)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(data);
+}
+
+QByteArray ReadFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
 
 class TestCore : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
     void roundingIsHalfToEven();
     void conversionsOverflowWithError6();
     void formats_data();
     void formats();
+
+    void timesAsText();
+    void timesOverflowAt16Bits();
+    void fileSizesAsText();
+    void fileNames();
+    void dates();
+    void copiesWithRenameOnCollision();
+
+    void trapHandlesKnownNumbersAndReportsTheRest();
+    void scriptedMessageBoxes();
+    void scriptedDialogues();
+    void settingsStore();
 };
+
+void TestCore::initTestCase()
+{
+    QmTrap::SetReporter([](const QString& module, const QString& function, const QmError& error) {
+        Reports().append({module, function, error.Number()});
+    });
+}
+
+void TestCore::init()
+{
+    Reports().clear();
+}
+
+void TestCore::cleanup()
+{
+    QCOMPARE(QmTest::TakeMessageTexts(), QStringList());
+}
 
 void TestCore::roundingIsHalfToEven()
 {
@@ -82,5 +157,230 @@ void TestCore::formats()
     QCOMPARE(Format(value, pattern), text);
 }
 
-QTEST_APPLESS_MAIN(TestCore)
+void TestCore::timesAsText()
+{
+    QCOMPARE(MilliSecondsToTimetypeAsString(0), QStringLiteral("0:00:00.000"));
+    QCOMPARE(MilliSecondsToTimetypeAsString2(0), QStringLiteral("0:00:00"));
+    QCOMPARE(MilliSecondsToTimetypeAsString(999), QStringLiteral("0:00:00.999"));
+    QCOMPARE(MilliSecondsToTimetypeAsString(1000), QStringLiteral("0:00:01.000"));
+    QCOMPARE(MilliSecondsToTimetypeAsString(61250), QStringLiteral("0:01:01.250"));
+    QCOMPARE(MilliSecondsToTimetypeAsString(3600000), QStringLiteral("1:00:00.000"));
+    QCOMPARE(MilliSecondsToTimetypeAsString(36061007), QStringLiteral("0:00:00.000")); // past the 16-bit seconds
+    // The milliseconds are dropped, never rounded up.
+    QCOMPARE(MilliSecondsToTimetypeAsString2(1999), QStringLiteral("0:00:01"));
+    QCOMPARE(MilliSecondsToTimetypeAsString2(3599999), QStringLiteral("0:59:59"));
+    // Nothing guards against negative times: the fields come out negative.
+    const TimeType negative = MilliSecondsToTimetype(-61500);
+    QCOMPARE(negative, (TimeType{0, -1, -1, -500}));
+    QCOMPARE(MilliSecondsToTimetypeAsString(-61500), QStringLiteral("0:-01:-01.-500"));
+}
+
+void TestCore::timesOverflowAt16Bits()
+{
+    QCOMPARE(MilliSecondsToTimetype(32767999), (TimeType{9, 6, 7, 999}));
+    QCOMPARE(MilliSecondsToTimetypeAsString(32767999), QStringLiteral("9:06:07.999"));
+    QCOMPARE(MilliSecondsToTimetypeAsString2(32767999), QStringLiteral("9:06:07"));
+    // From 32,768,000 the seconds overflow 16 bits: the zero record, silently.
+    QCOMPARE(MilliSecondsToTimetype(32768000), TimeType());
+    QCOMPARE(MilliSecondsToTimetypeAsString(32768000), QStringLiteral("0:00:00.000"));
+    QCOMPARE(MilliSecondsToTimetypeAsString2(INT32_MAX), QStringLiteral("0:00:00"));
+    QCOMPARE(MilliSecondsToTimetype(-32769000), TimeType());
+    QVERIFY(Reports().isEmpty());
+}
+
+void TestCore::fileSizesAsText()
+{
+    QCOMPARE(FileSizeUnitConversion(0), QStringLiteral(".00 Bytes"));
+    QCOMPARE(FileSizeUnitConversion(500), QStringLiteral("500.00 Bytes"));
+    QCOMPARE(FileSizeUnitConversion(1023), QStringLiteral("1023.00 Bytes"));
+    QCOMPARE(FileSizeUnitConversion(-5), QStringLiteral("-5.00 Bytes"));
+    QCOMPARE(FileSizeUnitConversion(1024), QStringLiteral("1.00 KB"));
+    QCOMPARE(FileSizeUnitConversion(1536), QStringLiteral("1.50 KB"));
+    QCOMPARE(FileSizeUnitConversion(1048575), QStringLiteral("1024.00 KB"));
+    QCOMPARE(FileSizeUnitConversion(1048576), QStringLiteral("1.00 MB"));
+    QCOMPARE(FileSizeUnitConversion(1073741823), QStringLiteral("1024.00 MB"));
+    QCOMPARE(FileSizeUnitConversion(1073741824), QString()); // no gigabytes
+    QCOMPARE(FileSizeUnitConversion(5LL << 32), QString());
+}
+
+void TestCore::fileNames()
+{
+    QCOMPARE(ExtractFileName(QStringLiteral("/media/a/b.avi") + QString(3, QChar(u'\0'))), QStringLiteral("b.avi"));
+    QCOMPARE(ExtractFileName(QString()), QString());
+    QCOMPARE(ExtractFileName(QStringLiteral("/media/a/")), QString());
+    QCOMPARE(ExtractFileName(QStringLiteral("/clip")), QStringLiteral("clip"));
+    QVERIFY(Reports().isEmpty());
+    // A path without a folder runs off its start: the trap reports it.
+    QCOMPARE(ExtractFileName(QStringLiteral("clip.avi")), QStringLiteral("clip.avi"));
+    QCOMPARE(Reports().size(), 1);
+    QCOMPARE(Reports()[0].function, QStringLiteral("ExtractFileName"));
+
+    QCOMPARE(ChangeExtension(QStringLiteral("a.b.avi"), QStringLiteral("wmv")), QStringLiteral("a.b.wmv"));
+    QCOMPARE(ChangeExtension(QStringLiteral("movie"), QStringLiteral("wmv")), QStringLiteral("movie"));
+    QCOMPARE(ChangeExtension(QStringLiteral("movie."), QStringLiteral("wmv")), QStringLiteral("movie.wmv"));
+
+    QComboBox combo;
+    combo.addItems({QStringLiteral("Uncompressed"), QStringLiteral("MPEG-4")});
+    QVERIFY(IsInCombo(&combo, QStringLiteral("MPEG-4")));
+    QVERIFY(!IsInCombo(&combo, QStringLiteral("mpeg-4")));
+
+    QCOMPARE(GetTempFolder(), QmTest::Root().path() + QStringLiteral("/tmp"));
+}
+
+void TestCore::dates()
+{
+    QCOMPARE(GetDateLocalFormat(QStringLiteral("11/22/2026")), QDate(2026, 11, 22));
+    QCOMPARE(GetDateLocalFormat(QStringLiteral("2/29/2024")), QDate(2024, 2, 29));
+    QVERIFY(Reports().isEmpty());
+    QCOMPARE(GetDateLocalFormat(QStringLiteral("22/11/2026")), QDate());
+    QCOMPARE(Reports().size(), 1);
+}
+
+void TestCore::copiesWithRenameOnCollision()
+{
+    const QString dir = QmTest::Root().path() + QStringLiteral("/work");
+    const QString source = dir + QStringLiteral("/capture.avi");
+    WriteFile(source, QByteArray(100000, 'q'));
+    const QString target = dir + QStringLiteral("/saved.avi");
+
+    CopyFileWithShell(source, target);
+    QCOMPARE(ReadFile(target), ReadFile(source));
+    WriteFile(target, "kept");
+    CopyFileWithShell(source, target); // onto an existing name: a new name
+    CopyFileWithShell(source, target);
+    QCOMPARE(ReadFile(target), QByteArray("kept"));
+    QCOMPARE(ReadFile(dir + QStringLiteral("/saved (2).avi")), ReadFile(source));
+    QCOMPARE(ReadFile(dir + QStringLiteral("/saved (3).avi")), ReadFile(source));
+    // A folder as the target copies into it.
+    QDir(dir).mkdir(QStringLiteral("into"));
+    CopyFileWithShell(source, dir + QStringLiteral("/into"));
+    QCOMPARE(ReadFile(dir + QStringLiteral("/into/capture.avi")), ReadFile(source));
+    QVERIFY(FileOpRenameOnCollision && !FileOpSilent && !FileOpNoConfirmation);
+    QVERIFY(Reports().isEmpty());
+
+    CopyFileWithShell(dir + QStringLiteral("/missing.avi"), target);
+    QCOMPARE(Reports().size(), 1);
+    QCOMPARE(Reports()[0].number, QmErr::FileNotFound);
+}
+
+void TestCore::trapHandlesKnownNumbersAndReportsTheRest()
+{
+    int handled = 0;
+    auto handler = [&](const QmError& e) {
+        if (e.Number() != QmErr::DialogCancelled)
+            return false;
+        ++handled;
+        return true;
+    };
+    QmTrap::Run(QStringLiteral("moduleX"), QStringLiteral("Quiet*"),
+                [] { throw QmError(QmErr::DialogCancelled, QStringLiteral("Cancel")); }, handler);
+    QCOMPARE(handled, 1);
+    QVERIFY(Reports().isEmpty());
+
+    QmTrap::Run(QStringLiteral("moduleX"), QStringLiteral("Loud"), [] { throw QmError(53, QStringLiteral("File not found")); },
+                handler);
+    QmTrap::Run(QStringLiteral("moduleX"), QStringLiteral("Std"), [] { throw std::runtime_error("boom"); });
+    QCOMPARE(Reports().size(), 2);
+    QCOMPARE(Reports()[0].function, QStringLiteral("Loud"));
+    QCOMPARE(Reports()[0].number, 53);
+    QCOMPARE(Reports()[1].number, 51);
+    // A handler that fails in turn is reported, and nothing escapes.
+    QmTrap::Run(QStringLiteral("moduleX"), QStringLiteral("Twice"), [] { throw QmError(5, QString()); },
+                [](const QmError&) -> bool { throw QmError(9, QString()); });
+    QCOMPARE(Reports().last().number, 9);
+    QCOMPARE(QmTrap::Value<int>(QStringLiteral("m"), QStringLiteral("f*"), -1, [] { return 7; }), 7);
+    QCOMPARE(QmTrap::Value<int>(QStringLiteral("m"), QStringLiteral("f*"), -1,
+                                []() -> int { throw QmError(5, QString()); }),
+             -1);
+}
+
+void TestCore::scriptedMessageBoxes()
+{
+    using namespace QmMsgBox;
+    QmScript::AnswerMessage(No);
+    QCOMPARE(MsgBox(QStringLiteral("Save?"), Icon::Question, Buttons::YesNoCancel), No);
+    // An OK-only box needs no answer; it is recorded all the same.
+    QCOMPARE(MsgBox(QStringLiteral("Done.")), OK);
+    const QList<QmScript::ShownMessage> shown = QmScript::TakeMessages();
+    QCOMPARE(shown.size(), 2);
+    QCOMPARE(shown[0].title, QStringLiteral("Quillmont"));
+    QCOMPARE(shown[0].icon, Icon::Question);
+    QCOMPARE(shown[0].answer, No);
+    QCOMPARE(shown[1].text, QStringLiteral("Done."));
+
+    // A question nobody scripted is a failure of the test, not a hang.
+    QStringList unexpected;
+    QmScript::Enable([&](const QString& what) { unexpected << what; });
+    QCOMPARE(MsgBox(QStringLiteral("Really?"), Icon::Question, Buttons::YesNo), Yes);
+    QCOMPARE(unexpected.size(), 1);
+    QDialog form;
+    form.setObjectName(QStringLiteral("frmSomething"));
+    QCOMPARE(QmModal::Exec(form), int(QDialog::Rejected));
+    QCOMPARE(unexpected.size(), 2);
+    QmScript::TakeMessages();
+    QmTest::EnableScript();
+
+    QmScript::HandleModal([](QDialog& dialog) { dialog.accept(); });
+    QCOMPARE(QmModal::Exec(form), int(QDialog::Accepted));
+    QVERIFY(QmDesktop::Open(QStringLiteral("https://quillmont.invalid/x")));
+    QCOMPARE(QmScript::TakeOpened(), QList<QString>{QStringLiteral("https://quillmont.invalid/x")});
+}
+
+void TestCore::scriptedDialogues()
+{
+    using namespace QmDialogs;
+    FileRequest request;
+    request.filter = QStringLiteral("Video Files (*.avi; *.wmv)|*.avi;*.wmv|All Files (*.*)|*.*");
+    request.filterIndex = 2;
+    request.flags = Flag::AllowMultiSelect | Flag::FileMustExist;
+    request.maxFileSize = 40;
+
+    QmScript::AnswerDialog(QVariant::fromValue(FileResult{QStringLiteral("/m/a.avi"), 1}));
+    QCOMPARE(ShowOpen(request).fileName, QStringLiteral("/m/a.avi"));
+    const QList<QmScript::DialogRequest> asked = QmScript::TakeDialogs();
+    QCOMPARE(asked.size(), 1);
+    QCOMPARE(asked[0].kind, QStringLiteral("open"));
+    QCOMPARE(asked[0].filterIndex, 2);
+
+    const auto errorOf = [](auto&& call) {
+        try {
+            call();
+        } catch (const QmError& e) {
+            return e.Number();
+        }
+        return 0;
+    };
+    // Names past the buffer: error 20476. Cancel: error 32755.
+    const QString many = QStringLiteral("/m") + QChar(u'\0') + QStringLiteral("a.avi") + QChar(u'\0') +
+                         QString(40, u'b') + QStringLiteral(".avi");
+    QmScript::AnswerDialog(QVariant::fromValue(FileResult{many, 1}));
+    QCOMPARE(errorOf([&] { ShowOpen(request); }), QmErr::BufferTooSmall);
+    QmScript::CancelDialog();
+    QCOMPARE(errorOf([&] { ShowSave(request); }), QmErr::DialogCancelled);
+    QmScript::AnswerDialog(0x00FF8040);
+    QCOMPARE(ShowColor(0), 0x00FF8040);
+    QmScript::AnswerDialog(QStringLiteral("/work/out/"));
+    QCOMPARE(BrowseForFolder(QStringLiteral("Folder"), QString()), QStringLiteral("/work/out"));
+    QmScript::TakeDialogs();
+
+    // Qt reads the patterns, in either case, from the last parentheses.
+    QCOMPARE(QtFilters(request.filter),
+             (QStringList{QStringLiteral("Video Files (*.avi; *.wmv) (*.avi *.AVI *.wmv *.WMV)"),
+                          QStringLiteral("All Files (*.*) (*.*)")}));
+}
+
+void TestCore::settingsStore()
+{
+    QCOMPARE(QmSettings::GetSetting(QStringLiteral("Color Settings"), QStringLiteral("VideoBarColor"), QStringLiteral("x")),
+             QStringLiteral("x"));
+    QmSettings::SaveSetting(QStringLiteral("Color Settings"), QStringLiteral("VideoBarColor"), QStringLiteral("255"));
+    QmSettings::SaveSetting(QStringLiteral("Recent Files"), QStringLiteral("File0"), QStringLiteral("/m/a b.avi"));
+    QCOMPARE(QmSettings::GetSetting(QStringLiteral("Color Settings"), QStringLiteral("VideoBarColor")), QStringLiteral("255"));
+    QmSettings::DeleteSetting(QStringLiteral("Recent Files"));
+    QCOMPARE(QmSettings::GetSetting(QStringLiteral("Recent Files"), QStringLiteral("File0")), QString());
+    QCOMPARE(QmSettings::GetSetting(QStringLiteral("Color Settings"), QStringLiteral("VideoBarColor")), QStringLiteral("255"));
+    QVERIFY(QmSettings::StoreFile().startsWith(QmTest::Root().path()));
+}
+
+QM_TEST_MAIN(TestCore)
 #include "test_core.moc"

@@ -2,9 +2,12 @@
 
 #include <Mlt.h>
 
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <string>
 
 namespace Tarnwick::MltRuntime {
 
@@ -14,6 +17,13 @@ bool Has(Mlt::Properties* services, const char* name)
 {
     std::unique_ptr<Mlt::Properties> owned(services);
     return owned && owned->property_exists(name);
+}
+
+std::string ModuleFolder()
+{
+    // MLT itself looks in MLT_REPOSITORY first.
+    const char* overridden = std::getenv("MLT_REPOSITORY");
+    return overridden && *overridden ? overridden : QM_MLT_MODULEDIR;
 }
 
 bool StartOnce()
@@ -29,6 +39,18 @@ bool StartOnce()
 }
 
 } // namespace
+
+bool ModulesLoad()
+{
+    for (const char* module : {"libmltcore.so", "libmltavformat.so"}) {
+        const std::string path = ModuleFolder() + "/" + module;
+        // Kept loaded: MLT opens the same files when it starts.
+        void* handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
+        if (!handle || !dlsym(handle, "mlt_register"))
+            return false;
+    }
+    return true;
+}
 
 bool Start()
 {

@@ -17,10 +17,12 @@ namespace {
 QString LibraryStem(const QString& fileName)
 {
     const QString name = QFileInfo(fileName).fileName().toLower();
-    if (name == QLatin1String("mscomctl.ocx") || name == QLatin1String("comdlg32.ocx"))
+    if (name == QLatin1String("mscomctl.ocx"))
         return QStringLiteral("libQt6Widgets");
-    if (name == QLatin1String("msxml.dll") || name == QLatin1String("msxml3.dll"))
-        return QStringLiteral("libpugixml");
+    if (name == QLatin1String("comdlg32.ocx"))
+        return QStringLiteral("libmlt-7");
+    if (name == QLatin1String("msxml.dll"))
+        return QStringLiteral("libavformat");
     return QFileInfo(fileName).fileName();
 }
 

@@ -27,9 +27,9 @@ namespace SystemFacts {
 
 // The version of a shared library loaded in this process, from the numbers of its
 // file name (libQt6Widgets.so.6.4.2 gives 6, 4, 2, 0). The error report asks by the
-// names of the components that play the role on other systems ("mscomctl.ocx" for
-// the controls, "comdlg32.ocx" for the dialogues, "msxml.dll" for XML), which
-// stand for the libraries that do that work in Quillmont. Zeros when unknown.
+// names of three components of another system: "mscomctl.ocx" answers with Qt's
+// version, "comdlg32.ocx" with MLT's and "msxml.dll" with FFmpeg's (libavformat),
+// the libraries Quillmont stands on. Zeros when unknown.
 ComponentVersion VersionOf(const QString& fileName);
 
 MemoryStatus Memory();

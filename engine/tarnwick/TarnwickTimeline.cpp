@@ -116,7 +116,7 @@ QString TarnwickTimeline::GetSystemVersion(int32_t size)
 
 bool TarnwickTimeline::CheckDirectShowVersion()
 {
-    return MltRuntime::Start();
+    return MltRuntime::ModulesLoad();
 }
 
 int32_t TarnwickTimeline::GetFileError(const QString& path)

@@ -1,0 +1,7 @@
+#include "preview/frmPreview.h"
+
+frmPreview::frmPreview()
+{
+    setObjectName(QStringLiteral("frmPreview"));
+    setWindowTitle(QStringLiteral("Preview"));
+}

@@ -1,0 +1,7 @@
+#include "shell/frmTools.h"
+
+frmTools::frmTools()
+{
+    setObjectName(QStringLiteral("frmTools"));
+    setWindowTitle(QStringLiteral("Tools"));
+}
