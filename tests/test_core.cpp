@@ -7,6 +7,7 @@
 #include "core/QmModal.h"
 #include "core/QmMsgBox.h"
 #include "core/QmNumbers.h"
+#include "core/QmPicture.h"
 #include "core/QmSettings.h"
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
@@ -72,6 +73,7 @@ private slots:
     void scriptedMessageBoxes();
     void scriptedDialogues();
     void settingsStore();
+    void pictureDrawsToThePixel();
 };
 
 void TestCore::initTestCase()
@@ -380,6 +382,49 @@ void TestCore::settingsStore()
     QCOMPARE(QmSettings::GetSetting(QStringLiteral("Recent Files"), QStringLiteral("File0")), QString());
     QCOMPARE(QmSettings::GetSetting(QStringLiteral("Color Settings"), QStringLiteral("VideoBarColor")), QStringLiteral("255"));
     QVERIFY(QmSettings::StoreFile().startsWith(QmTest::Root().path()));
+}
+
+void TestCore::pictureDrawsToThePixel()
+{
+    QmPicture pic;
+    pic.resize(60, 30);
+    pic.SetBackColor(0xFFFFFF);
+    const QImage& img = pic.Image();
+    const auto black = [&](int x, int y) { return img.pixel(x, y) == qRgb(0, 0, 0); };
+    const auto white = [&](int x, int y) { return img.pixel(x, y) == qRgb(255, 255, 255); };
+
+    // A line leaves out its last point.
+    pic.ForeColor = 0;
+    pic.Line(0, 0, 0, 8);
+    for (int y = 0; y < 8; ++y)
+        QVERIFY2(black(0, y), qPrintable(QString::number(y)));
+    QVERIFY(white(0, 8));
+    pic.Line(40, 0, 52, 12); // the corner mark's diagonal
+    for (int i = 0; i < 12; ++i)
+        QVERIFY2(black(40 + i, i), qPrintable(QString::number(i)));
+    QVERIFY(white(52, 12));
+
+    // Boxes and fills take both corners; a box of no width is a column.
+    pic.Cls();
+    pic.Box(2, 2, 10, 10);
+    QVERIFY(black(2, 2) && black(10, 10) && black(10, 2) && black(2, 10) && black(6, 2) && black(2, 6));
+    QVERIFY(white(11, 10) && white(10, 11) && white(6, 6) && white(1, 1));
+    pic.Box(20, 2, 20, 17);
+    QVERIFY(black(20, 2) && black(20, 17) && white(20, 18) && white(21, 10) && white(20, 1));
+    pic.ForeColor = 0x0000FF; // red, as 0x00BBGGRR
+    pic.BoxFill(30, 3, 33, 5);
+    QCOMPARE(QColor(img.pixel(30, 3)), QColor(Qt::red));
+    QCOMPARE(QColor(img.pixel(33, 5)), QColor(Qt::red));
+    QVERIFY(white(34, 5) && white(33, 6));
+
+    // The dotted style: every other pixel.
+    pic.Cls();
+    pic.ForeColor = 0;
+    pic.DrawStyle = QmPicture::Dot;
+    pic.Box(1, 1, 21, 11);
+    QVERIFY(black(1, 1) && white(2, 1) && black(3, 1) && white(4, 1));
+    QVERIFY(black(1, 3) && white(1, 4));
+    pic.DrawStyle = QmPicture::Solid;
 }
 
 QM_TEST_MAIN(TestCore)

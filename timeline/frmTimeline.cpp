@@ -1,11 +1,407 @@
 #include "timeline/frmTimeline.h"
 
+#include "core/QmColors.h"
+#include "core/QmIcons.h"
+#include "core/QmImageBox.h"
+#include "core/QmPicture.h"
+#include "core/QmShared.h"
+#include "core/QmTrap.h"
+#include "core/moduleUtilities.h"
+#include "engine/ITWTimeline.h"
+#include "preview/frmPreview.h"
+#include "shell/mdiTarnwick.h"
+#include "timeline/ModuleTreeView.h"
+#include "timeline/moduleBookmarks.h"
+#include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScrollBar>
+#include <QSlider>
+#include <QTimer>
+#include <QToolButton>
+#include <QTreeWidget>
+
+using namespace QmShared;
+using namespace moduleScaleRenderer;
+using namespace moduleTimeline;
+
+namespace {
+
+const QString kModule = QStringLiteral("frmTimeline");
+
+// The layout of the rows, in pixels.
+constexpr int kLabelWidth = 150;  // where the rows' pictures start (lblHighlight)
+constexpr int kScaleHeight = 40;
+constexpr int kRowGap = 3;
+constexpr int kMinRowHeight = 22;
+constexpr int kOptionSize = 16;
+constexpr int kDividerWidth = 5;
+// The divider's limits were set in twips; 15 twips make a pixel on a standard screen.
+constexpr int kDividerRightRoom = 11000 / 15;
+constexpr int kDividerLeftLimit = 500 / 15;
+
+const QColor kSliderColor(0xc5, 0x30, 0x30);
+const QColor kSelectionColor(0x2b, 0x6c, 0xb0);
+
+QLabel* StatusHint()
+{
+    return mdiTarnwick::exists() ? mdiTarnwick::instance()->StatusPanel(QStringLiteral("sbr_1")) : nullptr;
+}
+
+void SayInStatus(const QString& text)
+{
+    if (QLabel* hint = StatusHint())
+        hint->setText(text);
+}
+
+QString Indexed(const char* name, int index)
+{
+    return QString::fromLatin1(name) + u'_' + QString::number(index);
+}
+
+// A thin line, drawn in its colour and letting the pointer through.
+QWidget* MakeLine(QWidget* parent, const char* name, const QColor& color, int width)
+{
+    auto* line = new QWidget(parent);
+    line->setObjectName(QString::fromLatin1(name));
+    line->setAttribute(Qt::WA_TransparentForMouseEvents);
+    line->setAutoFillBackground(true);
+    QPalette palette = line->palette();
+    palette.setColor(QPalette::Window, color);
+    line->setPalette(palette);
+    line->resize(width, 10);
+    return line;
+}
+
+// A slider handle: a small flag pointing down at its time, 11 pixels wide.
+QmImageBox* MakeHandle(QWidget* parent, const char* name, const QColor& color)
+{
+    auto* handle = new QmImageBox(parent);
+    handle->setObjectName(QString::fromLatin1(name));
+    handle->resize(11, 12);
+    handle->setCursor(Qt::SizeHorCursor);
+    handle->SetPainter([color](QPainter& painter, const QRect& r) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath flag;
+        flag.moveTo(r.left() + 0.5, r.top() + 0.5);
+        flag.lineTo(r.right() + 0.5, r.top() + 0.5);
+        flag.lineTo(r.right() + 0.5, r.top() + 6.5);
+        flag.lineTo(r.center().x() + 0.5, r.bottom() + 0.5);
+        flag.lineTo(r.left() + 0.5, r.top() + 6.5);
+        flag.closeSubpath();
+        painter.fillPath(flag, color);
+        painter.setPen(color.darker(150));
+        painter.drawPath(flag);
+    });
+    return handle;
+}
+
+// The tinted shape of the selection inside a row's picture.
+QWidget* MakeSelectionShape(QWidget* picture, const QString& name)
+{
+    auto* shape = new QWidget(picture);
+    shape->setObjectName(name);
+    shape->setAttribute(Qt::WA_TransparentForMouseEvents);
+    shape->setStyleSheet(QStringLiteral("background: rgba(43, 108, 176, 70); border: 1px solid rgba(26, 73, 113, 170);"));
+    shape->hide();
+    return shape;
+}
+
+} // namespace
 
 frmTimeline::frmTimeline()
 {
     setObjectName(QStringLiteral("frmTimeline"));
     setWindowTitle(QStringLiteral("Timeline"));
+    QFont small = font();
+    small.setPointSizeF(8.0);
+    setFont(small);
+
+    tvwTimeline = new QTreeWidget(this);
+    tvwTimeline->setObjectName(QStringLiteral("tvwTimeline"));
+    tvwTimeline->setHeaderHidden(true);
+    tvwTimeline->setIconSize(QSize(16, 16));
+    tvwTimeline->setRootIsDecorated(true);
+    connect(tvwTimeline, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
+
+    picVerticalResize = new QWidget(this);
+    picVerticalResize->setObjectName(QStringLiteral("picVerticalResize"));
+    picVerticalResize->setCursor(Qt::SplitHCursor);
+    picVerticalResize->installEventFilter(this);
+
+    picTimelineBase = new QWidget(this);
+    picTimelineBase->setObjectName(QStringLiteral("picTimelineBase"));
+    picTimelineBase->setMouseTracking(true);
+    picTimelineBase->setFocusPolicy(Qt::ClickFocus);
+    picTimelineBase->installEventFilter(this);
+
+    lblHighlight = new QLabel(picTimelineBase);
+    lblHighlight->setObjectName(QStringLiteral("lblHighlight"));
+    lblHighlight->setGeometry(kLabelWidth, 0, 1, 1);
+    lblHighlight->hide();
+
+    picScale = new QmPicture(picTimelineBase);
+    picScale->setObjectName(QStringLiteral("picScale"));
+    picScale->SetBackColor(0xFFFFFF);
+    picScale->setFocusPolicy(Qt::ClickFocus);
+    connect(picScale, &QmPicture::MouseDown, this,
+            [this](Qt::MouseButton b, Qt::KeyboardModifiers s, int x, int y) { picScale_MouseDown(b, s, x, y); });
+    connect(picScale, &QmPicture::MouseMove, this, [this](Qt::MouseButtons b, Qt::KeyboardModifiers, int x, int) {
+        picScale_MouseMove(b, x);
+    });
+    connect(picScale, &QmPicture::KeyDown, this, [this](int key, Qt::KeyboardModifiers s) { Scale_KeyDown(key, s); });
+
+    BuildRows();
+
+    hsb = new QScrollBar(Qt::Horizontal, picTimelineBase);
+    hsb->setObjectName(QStringLiteral("hsb"));
+    hsb->setRange(0, 100);
+    hsb->setSingleStep(1);
+    hsb->setPageStep(10);
+    hsb->setFocusPolicy(Qt::NoFocus); // the bar never keeps the focus
+    connect(hsb, &QScrollBar::valueChanged, this, [this] { hsb_Scroll(); });
+
+    BuildSliders();
+    BuildButtons();
+    LoadBookmark();
+
+    tmTimeline = new QTimer(this);
+    tmTimeline->setObjectName(QStringLiteral("tmTimeline"));
+    tmTimeline->setInterval(20);
+    connect(tmTimeline, &QTimer::timeout, this, [this] { tmTimeline_Timer(); });
+
+    resize(900, DesignHeight);
+}
+
+void frmTimeline::BuildRows()
+{
+    struct RowKind
+    {
+        QList<QmPicture*>* pictures;
+        QList<QWidget*>* shapes;
+        const char* picName;
+        const char* shapeName;
+        QList<QCheckBox*>* link;
+        QList<QCheckBox*>* lock;
+        QList<QCheckBox*>* disable;
+        QList<QmImageBox*>* linkImage;
+        QList<QmImageBox*>* lockImage;
+        QList<QmImageBox*>* disableImage;
+        const char* kind; // "Video", "Effect", "Overlay", "Audio"
+        int rows;
+    };
+    const RowKind kinds[] = {
+        {&picVideo, &shpVideoSel, "picVideo", "shpVideoSel", &chkLinkVideo, &chkLockVideo, &chkDisableVideo,
+         &imgLinkVideo, &imgLockVideo, &imgDisableVideo, "Video", 1},
+        {&picEffect, &shpEffectSel, "picEffect", "shpEffectSel", &chkLinkEffect, &chkLockEffect, &chkDisableEffect,
+         &imgLinkEffect, &imgLockEffect, &imgDisableEffect, "Effect", 1},
+        {&picOverlay, &shpOverlaySel, "picOverlay", "shpOverlaySel", &chkLinkOverlay, &chkLockOverlay,
+         &chkDisableOverlay, &imgLinkOverlay, &imgLockOverlay, &imgDisableOverlay, "Overlay", 1},
+        {&picAudio, &shpAudioSel, "picAudio", "shpAudioSel", &chkLinkAudio, &chkLockAudio, &chkDisableAudio,
+         &imgLinkAudio, &imgLockAudio, &imgDisableAudio, "Audio", 2},
+    };
+    for (const RowKind& k : kinds) {
+        const QString kind = QString::fromLatin1(k.kind);
+        for (int i = 0; i < k.rows; ++i) {
+            auto* pic = new QmPicture(picTimelineBase);
+            pic->setObjectName(Indexed(k.picName, i));
+            pic->SetBackColor(0xE4E4E4);
+            pic->setFocusPolicy(Qt::ClickFocus);
+            k.pictures->append(pic);
+            k.shapes->append(MakeSelectionShape(pic, Indexed(k.shapeName, i)));
+            connect(pic, &QmPicture::MouseDown, this, [this, pic](Qt::MouseButton b, Qt::KeyboardModifiers s, int x, int) {
+                Row_MouseDown(pic, b, s, x);
+            });
+            connect(pic, &QmPicture::MouseMove, this, [] { moduleScaleRenderer::ClearScaleLine(); });
+
+            const QString rowName = kind == u"Audio" ? QStringLiteral("Audio %1").arg(i + 1) : kind;
+            auto* label = new QLabel(rowName, picTimelineBase);
+            QFont bold = label->font();
+            bold.setBold(true);
+            label->setFont(bold);
+            if (kind == u"Video")
+                label->setObjectName(QStringLiteral("lblVideo")), lblVideo = label;
+            else if (kind == u"Effect")
+                label->setObjectName(QStringLiteral("lblEffect")), lblEffect = label;
+            else if (kind == u"Overlay")
+                label->setObjectName(QStringLiteral("lblOverlay")), lblOverlay = label;
+            else
+                label->setObjectName(Indexed("lblAudio", i)), lblAudio.append(label);
+
+            // The check boxes are the state; the user clicks the image boxes over them.
+            auto makeOption = [&](QList<QCheckBox*>* boxes, QList<QmImageBox*>* images, const char* option,
+                                  const QString& tip) {
+                auto* box = new QCheckBox(picTimelineBase);
+                box->setObjectName(Indexed((QStringLiteral("chk") + QLatin1String(option) + kind).toLatin1(), i));
+                box->hide();
+                boxes->append(box);
+                auto* image = new QmImageBox(picTimelineBase);
+                image->setObjectName(Indexed((QStringLiteral("img") + QLatin1String(option) + kind).toLatin1(), i));
+                image->resize(kOptionSize, kOptionSize);
+                image->setToolTip(tip + u' ' + rowName);
+                image->setCursor(Qt::PointingHandCursor);
+                images->append(image);
+            };
+            makeOption(k.link, k.linkImage, "Link", QStringLiteral("Unlink"));
+            makeOption(k.lock, k.lockImage, "Lock", QStringLiteral("Unlock"));
+            makeOption(k.disable, k.disableImage, "Disable", QStringLiteral("Hide"));
+            const bool audio = kind == u"Audio";
+            k.link->last()->setChecked(true);
+            k.linkImage->last()->SetPicture(QStringLiteral("BLANK"));
+            k.linkImage->last()->hide(); // link boxes show only with the selection sliders
+            k.lockImage->last()->SetPicture(QStringLiteral("BLANK"));
+            k.disableImage->last()->SetPicture(audio ? QStringLiteral("DISABLE_AUDIO") : QStringLiteral("DISABLE"));
+        }
+    }
+    ConnectOptionBoxes();
+}
+
+void frmTimeline::ConnectOptionBoxes()
+{
+    // A click on an image box flips its check box; the check box's change does the work.
+    auto wire = [this](const QList<QCheckBox*>& boxes, const QList<QmImageBox*>& images, const QString& on,
+                       const QString& off, const std::function<void(int, bool)>& changed) {
+        for (int i = 0; i < boxes.size(); ++i) {
+            QCheckBox* box = boxes[i];
+            QmImageBox* image = images[i];
+            connect(image, &QmImageBox::Click, this, [box, image, on, off] {
+                box->setChecked(!box->isChecked());
+                image->SetPicture(box->isChecked() ? on : off);
+            });
+            connect(box, &QCheckBox::toggled, this, [this, i, changed](bool value) {
+                QmTrap::Run(kModule, QStringLiteral("OptionBox_Click"), [&] { changed(i, value); });
+            });
+        }
+    };
+    const QString link = QStringLiteral("LINK"), lock = QStringLiteral("LOCK"), blank = QStringLiteral("BLANK");
+    const QString disable = QStringLiteral("DISABLE"), disableAudio = QStringLiteral("DISABLE_AUDIO");
+    auto videoTrack = [](int i) { return TrackCollection.Item(i + 1); };
+    auto audioTrack = [this](int i) { return TrackCollection.Item(static_cast<int>(picVideo.size()) + i + 1); };
+
+    auto linkChanged = [](int32_t track, bool value, bool renderBars) {
+        Eng<ITWTimeline>().SetTrackLink(track, value);
+        ShowOrHideTrackSelections();
+        if (renderBars)
+            RenderAllBars();
+        RenderAllSelections();
+    };
+    wire(chkLinkVideo, imgLinkVideo, link, blank, [=](int i, bool v) { linkChanged(videoTrack(i), v, true); });
+    wire(chkLinkAudio, imgLinkAudio, link, blank, [=](int i, bool v) { linkChanged(audioTrack(i), v, true); });
+    wire(chkLinkOverlay, imgLinkOverlay, link, blank, [=](int, bool v) { linkChanged(OverlayTrack, v, false); });
+    wire(chkLinkEffect, imgLinkEffect, link, blank, [](int, bool) {
+        ShowOrHideTrackSelections();
+        RenderAllSelections();
+    });
+
+    // While a row is locked its link box cannot be changed.
+    auto lockChanged = [](QCheckBox* linkBox, QmImageBox* linkImage, bool value) {
+        ShowOrHideTrackSelections();
+        RenderAllSelections();
+        RenderAllBars();
+        linkBox->setEnabled(!value);
+        linkImage->setEnabled(!value);
+    };
+    wire(chkLockVideo, imgLockVideo, lock, blank, [=](int i, bool v) { lockChanged(chkLinkVideo[i], imgLinkVideo[i], v); });
+    wire(chkLockAudio, imgLockAudio, lock, blank, [=](int i, bool v) { lockChanged(chkLinkAudio[i], imgLinkAudio[i], v); });
+    wire(chkLockOverlay, imgLockOverlay, lock, blank,
+         [=](int i, bool v) { lockChanged(chkLinkOverlay[i], imgLinkOverlay[i], v); });
+    wire(chkLockEffect, imgLockEffect, lock, blank, [](int, bool) {
+        ShowOrHideTrackSelections();
+        RenderAllSelections();
+        RenderEffectBars();
+    });
+
+    // The disable box shows BLANK when on. The engine enables effects where the box
+    // disables them, so the effect row's sense is turned round.
+    wire(chkDisableVideo, imgDisableVideo, blank, disable,
+         [=](int i, bool v) { Eng<ITWTimeline>().SetTrackDisabled(videoTrack(i), v); });
+    wire(chkDisableAudio, imgDisableAudio, blank, disableAudio,
+         [=](int i, bool v) { Eng<ITWTimeline>().SetTrackDisabled(audioTrack(i), v); });
+    wire(chkDisableOverlay, imgDisableOverlay, blank, disable,
+         [](int, bool v) { Eng<ITWTimeline>().SetTrackDisabled(OverlayTrack, v); });
+    wire(chkDisableEffect, imgDisableEffect, blank, disable, [](int, bool v) { Eng<ITWTimeline>().SetEffectsEnabled(!v); });
+}
+
+void frmTimeline::BuildSliders()
+{
+    imgScaleMarker = MakeLine(picScale, "imgScaleMarker", QColor(0x80, 0x80, 0x80), 1);
+    imgScaleMarker->hide();
+
+    imgStartSelSlider = MakeLine(picScale, "imgStartSelSlider", kSelectionColor, 1);
+    imgEndSelSlider = MakeLine(picScale, "imgEndSelSlider", kSelectionColor, 1);
+    imgScaleSlider = MakeLine(picScale, "imgScaleSlider", kSliderColor, 1);
+    picStartSelSlider = MakeLine(picTimelineBase, "picStartSelSlider", kSelectionColor, 1);
+    picEndSelSlider = MakeLine(picTimelineBase, "picEndSelSlider", kSelectionColor, 1);
+    picSlider = MakeLine(picTimelineBase, "picSlider", kSliderColor, 1);
+
+    imgStartSelHandle = MakeHandle(picScale, "imgStartSelHandle", QColor(0x2f, 0x85, 0x5a));
+    imgEndSelHandle = MakeHandle(picScale, "imgEndSelHandle", QColor(0xdd, 0x6b, 0x20));
+    imgSliderHandle = MakeHandle(picScale, "imgSliderHandle", kSliderColor);
+    for (QWidget* hidden : {static_cast<QWidget*>(imgStartSelHandle), static_cast<QWidget*>(imgEndSelHandle),
+                            imgStartSelSlider, imgEndSelSlider, picStartSelSlider, picEndSelSlider})
+        hidden->hide();
+
+    for (QmImageBox* handle : {imgSliderHandle, imgStartSelHandle, imgEndSelHandle}) {
+        connect(handle, &QmImageBox::MouseDown, this,
+                [this, handle](Qt::MouseButton b, Qt::KeyboardModifiers, int x, int) { Handle_MouseDown(handle, b, x); });
+        connect(handle, &QmImageBox::MouseMove, this,
+                [this, handle](Qt::MouseButtons b, Qt::KeyboardModifiers, int x, int) { Handle_MouseMove(handle, b, x); });
+        connect(handle, &QmImageBox::MouseUp, this,
+                [this, handle](Qt::MouseButton b, Qt::KeyboardModifiers, int, int) { Handle_MouseUp(handle, b); });
+    }
+}
+
+void frmTimeline::BuildButtons()
+{
+    auto make = [this](QToolButton*& button, const char* name, const char* icon, const QString& tip,
+                       const QString& command) {
+        button = new QToolButton(picTimelineBase);
+        button->setObjectName(QString::fromLatin1(name));
+        button->setIcon(QmIcon(QString::fromLatin1(icon)));
+        button->setIconSize(QSize(16, 16));
+        button->setToolTip(tip);
+        button->setAutoRaise(true);
+        button->resize(24, 24);
+        connect(button, &QToolButton::clicked, this, [command] {
+            if (mdiTarnwick::exists())
+                mdiTarnwick::instance()->RunCommand(command);
+        });
+    };
+    make(cmdZoomIn, "cmdZoomIn", "ZOOM_IN", QStringLiteral("Zoom In"), QStringLiteral("mnuToolsZoomIn"));
+    make(cmdZoomOut, "cmdZoomOut", "ZOOM_OUT", QStringLiteral("Zoom Out"), QStringLiteral("mnuToolsZoomOut"));
+    make(cmdSelSliders, "cmdSelSliders", "SEL_SLIDERS", QStringLiteral("Show/Hide Selection Sliders"),
+         QStringLiteral("cmdSelSliders"));
+    make(cmdAddBookmark, "cmdAddBookmark", "ADD_BOOKMARK", QStringLiteral("Add Marker"),
+         QStringLiteral("mnuToolsAddBookmark"));
+    make(cmdRemoveBookmark, "cmdRemoveBookmark", "REMOVE_BOOKMARK", QStringLiteral("Remove Marker"),
+         QStringLiteral("mnuToolsRemoveBookmark"));
+}
+
+QmImageBox* frmTimeline::LoadBookmark()
+{
+    const int index = static_cast<int>(imgBookmark.size());
+    auto* marker = new QmImageBox(picScale);
+    marker->setObjectName(Indexed("imgBookmark", index));
+    marker->resize(2 * moduleBookmarks::MarkerOffset + 1, 12);
+    marker->SetPicture(QStringLiteral("BOOKMARK"));
+    marker->hide();
+    connect(marker, &QmImageBox::MouseDown, this, [this, marker](Qt::MouseButton b, Qt::KeyboardModifiers, int x, int y) {
+        Bookmark_MouseDown(static_cast<int>(imgBookmark.indexOf(marker)), b, x, y);
+    });
+    connect(marker, &QmImageBox::MouseMove, this, [this, marker](Qt::MouseButtons b, Qt::KeyboardModifiers, int x, int y) {
+        Bookmark_MouseMove(static_cast<int>(imgBookmark.indexOf(marker)), b, x, y);
+    });
+    connect(marker, &QmImageBox::MouseUp, this, [this] { m_bookmarkDragging = false; });
+    imgBookmark.append(marker);
+    return marker;
 }
 
 void frmTimeline::Load()
@@ -13,5 +409,456 @@ void frmTimeline::Load()
     if (m_loaded)
         return;
     m_loaded = true;
-    moduleTimeline::InitTimeline();
+    InitTimeline();
+    ArrangeRows();
+
+    if (!mdiTarnwick::exists())
+        return;
+    mdiTarnwick* main = mdiTarnwick::instance();
+    main->SetCommand(QStringLiteral("mnuToolsZoomIn"), [] { ZoomIn(); });
+    main->SetCommand(QStringLiteral("mnuToolsZoomOut"), [] { ZoomOut(); });
+    main->SetCommand(QStringLiteral("mnuViewSelectionSliders"), [] { ToggleSelSliders(); });
+    main->SetCommand(QStringLiteral("cmdSelSliders"), [] {
+        ToggleSelSliders();
+        ProjectModified = true;
+    });
+    main->SetCommand(QStringLiteral("mnuToolsAddBookmark"), [] {
+        moduleBookmarks::AddBookmark();
+        ProjectModified = true;
+    });
+    main->SetCommand(QStringLiteral("mnuToolsRemoveBookmark"), [] {
+        moduleBookmarks::RemoveSelectedBookmark();
+        ProjectModified = true;
+    });
+    main->SetCommand(QStringLiteral("mnueditclearmarkers"), [] {
+        moduleBookmarks::RemoveBookmarks();
+        ProjectModified = true;
+    });
+    main->Item(QStringLiteral("mnuViewSelectionSliders"))->setCheckable(true);
+    main->Item(QStringLiteral("mnuEC_SelSliders"))->setCheckable(true);
+    main->SetCommand(QStringLiteral("mnuViewTimelineList"), [this, main] {
+        const bool shown = main->Item(QStringLiteral("mnuViewTimelineList"))->isChecked();
+        tvwTimeline->setVisible(shown);
+        picVerticalResize->setVisible(shown);
+        ArrangeRows();
+    });
+    // The selection's edges at the position slider: the selection appears at the slider
+    // first if it is not shown; an edge never comes closer than 6 pixels to the other.
+    main->SetCommand(QStringLiteral("mnuEditStartSel"), [] {
+        if (!SelSlidersVisible()) {
+            ToggleSelSliders();
+            return;
+        }
+        const int32_t pos = GetSliderPosition();
+        if (MsToPixels(SelEndPosition) - MsToPixels(pos) < 6)
+            return;
+        SetSelSliderPosition(pos, true);
+        SelStartPosition = GetSelSliderPosition(true);
+        frmPreview::instance()->sldSeekBar->setMinimum(SelStartPosition);
+        RenderScale();
+        RenderAllSelections();
+    });
+    main->SetCommand(QStringLiteral("mnuEditEndSel"), [] {
+        const int32_t pos = GetSliderPosition();
+        if (!SelSlidersVisible())
+            ToggleSelSliders();
+        if (MsToPixels(pos) - MsToPixels(SelStartPosition) < 6)
+            return;
+        SetSelSliderPosition(pos, false);
+        SelEndPosition = GetSelSliderPosition(false);
+        frmPreview::instance()->sldSeekBar->setMaximum(SelEndPosition);
+        RenderScale();
+        RenderAllSelections();
+    });
+}
+
+void frmTimeline::ArrangeRows()
+{
+    const int listWidth = tvwTimeline->isHidden() ? 0 : m_listWidth;
+    const int dividerWidth = tvwTimeline->isHidden() ? 0 : kDividerWidth;
+    tvwTimeline->setGeometry(0, 0, listWidth, height());
+    picVerticalResize->setGeometry(listWidth, 0, dividerWidth, height());
+    picTimelineBase->setGeometry(listWidth + dividerWidth, 0, std::max(0, width() - listWidth - dividerWidth), height());
+
+    const int trackWidth = std::max(50, picTimelineBase->width() - kLabelWidth - 4);
+    picScale->setGeometry(kLabelWidth, 2, trackWidth, kScaleHeight);
+    const int scrollHeight = hsb->sizeHint().height();
+    const QList<QmPicture*> rows = {picVideo[0], picEffect[0], picOverlay[0], picAudio[0], picAudio[1]};
+    const QList<QLabel*> labels = {lblVideo, lblEffect, lblOverlay, lblAudio[0], lblAudio[1]};
+    const QList<QList<QmImageBox*>> options = {
+        {imgLinkVideo[0], imgLockVideo[0], imgDisableVideo[0]},       {imgLinkEffect[0], imgLockEffect[0], imgDisableEffect[0]},
+        {imgLinkOverlay[0], imgLockOverlay[0], imgDisableOverlay[0]}, {imgLinkAudio[0], imgLockAudio[0], imgDisableAudio[0]},
+        {imgLinkAudio[1], imgLockAudio[1], imgDisableAudio[1]}};
+    const int rowsTop = 2 + kScaleHeight + 2;
+    const int room = picTimelineBase->height() - rowsTop - scrollHeight - 6;
+    const int rowHeight = std::max(kMinRowHeight, room / static_cast<int>(rows.size()) - kRowGap);
+    int y = rowsTop;
+    for (int r = 0; r < rows.size(); ++r) {
+        rows[r]->setGeometry(kLabelWidth, y, trackWidth, rowHeight);
+        labels[r]->setGeometry(6, y, kLabelWidth - 70, rowHeight);
+        for (int o = 0; o < 3; ++o)
+            options[r][o]->move(kLabelWidth - 58 + o * 18, y + (rowHeight - kOptionSize) / 2);
+        y += rowHeight + kRowGap;
+    }
+    const int rowsBottom = y - kRowGap;
+    hsb->setGeometry(kLabelWidth, rowsBottom + 3, trackWidth, scrollHeight);
+
+    // The check boxes lie under their image boxes.
+    const QList<QList<QCheckBox*>*> boxes = {&chkLinkVideo, &chkLockVideo, &chkDisableVideo, &chkLinkEffect, &chkLockEffect,
+                                             &chkDisableEffect, &chkLinkOverlay, &chkLockOverlay, &chkDisableOverlay,
+                                             &chkLinkAudio, &chkLockAudio, &chkDisableAudio};
+    const QList<QList<QmImageBox*>*> images = {&imgLinkVideo, &imgLockVideo, &imgDisableVideo, &imgLinkEffect,
+                                               &imgLockEffect, &imgDisableEffect, &imgLinkOverlay, &imgLockOverlay,
+                                               &imgDisableOverlay, &imgLinkAudio, &imgLockAudio, &imgDisableAudio};
+    for (int k = 0; k < boxes.size(); ++k)
+        for (int i = 0; i < boxes[k]->size(); ++i)
+            (*boxes[k])[i]->setGeometry((*images[k])[i]->geometry());
+
+    // Sliders: lines over the whole scale and over the rows, handles at the scale's foot.
+    for (QWidget* line : {imgScaleSlider, imgStartSelSlider, imgEndSelSlider, imgScaleMarker})
+        line->setGeometry(line->x(), 0, line->width(), kScaleHeight);
+    for (QWidget* line : {picSlider, picStartSelSlider, picEndSelSlider})
+        line->setGeometry(line->x(), rowsTop, line->width(), rowsBottom - rowsTop);
+    for (QWidget* handle : {static_cast<QWidget*>(imgStartSelHandle), static_cast<QWidget*>(imgEndSelHandle),
+                            static_cast<QWidget*>(imgSliderHandle)})
+        handle->move(handle->x(), kScaleHeight - handle->height());
+
+    const int buttonTop = 2 + (kScaleHeight - 24) / 2;
+    int x = 2;
+    for (QToolButton* button : {cmdZoomIn, cmdZoomOut, cmdSelSliders, cmdAddBookmark, cmdRemoveBookmark}) {
+        button->move(x, buttonTop);
+        x += 26;
+    }
+    for (QWidget* top : {picSlider, picStartSelSlider, picEndSelSlider})
+        top->raise();
+
+    if (TrackCollection.Count() == 0)
+        return; // not loaded yet
+    AdjustScroll();
+    SetSliderPosition(SliderPosition, false);
+    SetSelSliderPosition(SelStartPosition, true);
+    SetSelSliderPosition(SelEndPosition, false);
+    moduleBookmarks::UpdateBookmarks();
+    RenderScale();
+    RenderAllBars();
+    ShowOrHideTrackSelections();
+    RenderAllSelections();
+}
+
+void frmTimeline::resizeEvent(QResizeEvent* event)
+{
+    QmPanel::resizeEvent(event);
+    QmTrap::Run(kModule, QStringLiteral("Form_Resize"), [this] { ArrangeRows(); });
+}
+
+void frmTimeline::mouseMoveEvent(QMouseEvent* event)
+{
+    ClearScaleLine();
+    QmPanel::mouseMoveEvent(event);
+}
+
+bool frmTimeline::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == picTimelineBase) {
+        if (event->type() == QEvent::MouseMove) {
+            DrawScaleLine(static_cast<QMouseEvent*>(event)->position().toPoint().x() - lblHighlight->x());
+            SayInStatus(QStringLiteral("Ready"));
+        } else if (event->type() == QEvent::KeyPress) {
+            auto* key = static_cast<QKeyEvent*>(event);
+            Scale_KeyDown(key->key(), key->modifiers());
+        }
+    } else if (watched == picVerticalResize) {
+        auto* mouse = static_cast<QMouseEvent*>(event);
+        if (event->type() == QEvent::MouseButtonPress)
+            picVerticalResize_MouseDown(mouse->button(), mouse->position().toPoint().x());
+        else if (event->type() == QEvent::MouseMove)
+            picVerticalResize_MouseMove(mouse->buttons(), mouse->position().toPoint().x());
+        else if (event->type() == QEvent::MouseButtonRelease)
+            picVerticalResize_MouseUp();
+    }
+    return QmPanel::eventFilter(watched, event);
+}
+
+void frmTimeline::picScale_MouseDown(Qt::MouseButton button, Qt::KeyboardModifiers, int x, int)
+{
+    QmTrap::Run(kModule, QStringLiteral("picScale_MouseDown"), [&] {
+        if (button == Qt::LeftButton) {
+            const int32_t pos = PixelsToMs(hsb->value() * TickSpacing + x);
+            // The preview's seek bar holds the position within its own range.
+            QSlider* seek = frmPreview::instance()->sldSeekBar;
+            seek->setValue(pos);
+            SetSliderPosition(seek->value(), false);
+        } else if (button == Qt::RightButton && mdiTarnwick::exists()) {
+            mdiTarnwick::instance()->mnuEditContext()->popup(QCursor::pos());
+        }
+    });
+}
+
+void frmTimeline::picScale_MouseMove(Qt::MouseButtons, int x)
+{
+    DrawScaleLine(x);
+    SayInStatus(QStringLiteral("Ready"));
+}
+
+void frmTimeline::Scale_KeyDown(int key, Qt::KeyboardModifiers shift)
+{
+    QmTrap::Run(kModule, QStringLiteral("picScale_KeyDown"), [&] {
+        if (key != Qt::Key_Left && key != Qt::Key_Right)
+            return;
+        const int32_t step = PixelsToMs((shift & Qt::ShiftModifier) ? 1 : 5);
+        QSlider* seek = frmPreview::instance()->sldSeekBar;
+        const int32_t now = GetSliderPosition();
+        if (key == Qt::Key_Right && now + step <= seek->maximum())
+            seek->setValue(now + step);
+        else if (key == Qt::Key_Left && now - step >= seek->minimum())
+            seek->setValue(now - step);
+        SetSliderPosition(seek->value(), false);
+    });
+}
+
+void frmTimeline::Row_MouseDown(QmPicture* pic, Qt::MouseButton button, Qt::KeyboardModifiers shift, int x)
+{
+    QmTrap::Run(kModule, pic->objectName() + QStringLiteral("_MouseDown"), [&] {
+        if (button != Qt::LeftButton)
+            return;
+        ClickX = x;
+        ClickShift = shift & Qt::ShiftModifier;
+        ClickCtrl = shift & Qt::ControlModifier;
+        if (const auto i = picVideo.indexOf(pic); i >= 0)
+            OnPicMediaClick(static_cast<int16_t>(i), true);
+        else if (const auto a = picAudio.indexOf(pic); a >= 0)
+            OnPicMediaClick(static_cast<int16_t>(a), false);
+        else if (const auto o = picOverlay.indexOf(pic); o >= 0)
+            OnPicOverlayClick(static_cast<int16_t>(o));
+        else if (const auto e = picEffect.indexOf(pic); e >= 0)
+            OnPicEffectClick(static_cast<int16_t>(e));
+    });
+}
+
+void frmTimeline::hsb_Scroll()
+{
+    QmTrap::Run(kModule, QStringLiteral("hsb_Scroll"), [this] {
+        if (TrackCollection.Count() == 0)
+            return;
+        if (!DraggingSlider)
+            SetSliderPosition(SliderPosition, false);
+        if (!DraggingStart)
+            SetSelSliderPosition(SelStartPosition, true);
+        if (!DraggingEnd)
+            SetSelSliderPosition(SelEndPosition, false);
+        moduleBookmarks::UpdateBookmarks();
+        RenderScale();
+        RenderAllBars();
+        RenderAllSelections();
+    });
+}
+
+void frmTimeline::Handle_MouseDown(QmImageBox* handle, Qt::MouseButton button, int x)
+{
+    if (button != Qt::LeftButton)
+        return;
+    Dragging = true;
+    DragOffset = static_cast<float>(x);
+    DraggingSlider = handle == imgSliderHandle;
+    DraggingStart = handle == imgStartSelHandle;
+    DraggingEnd = handle == imgEndSelHandle;
+}
+
+void frmTimeline::Handle_MouseMove(QmImageBox* handle, Qt::MouseButtons buttons, int x)
+{
+    QmTrap::Run(kModule, handle->objectName() + QStringLiteral("_MouseMove"), [&] {
+        if (!(buttons & Qt::LeftButton) || !Dragging)
+            return;
+        ClearScaleLine();
+        const float delta = DragOffset - static_cast<float>(x);
+        const int newLeft = static_cast<int>(static_cast<float>(handle->x()) - delta);
+        const int scaleWidth = picScale->ScaleWidth();
+        const bool goingRight = delta <= 0;
+        auto scroll = [this](bool right) {
+            ScrollingRight = right;
+            tmTimeline->start();
+        };
+
+        if (handle == imgSliderHandle) {
+            SayInStatus(QStringLiteral("Reposition the slider"));
+            if (goingRight ? newLeft >= scaleWidth - 5 : newLeft < -6)
+                return scroll(goingRight);
+            tmTimeline->stop();
+            handle->move(newLeft, handle->y());
+            PlaceSliderLine(picSlider, handle);
+            imgScaleSlider->move(handle->x() + 5, imgScaleSlider->y());
+            const QString text = moduleUtilities::MilliSecondsToTimetypeAsString(
+                PixelsToMs(imgScaleSlider->x() + hsb->value() * TickSpacing));
+            if (mdiTarnwick::exists())
+                mdiTarnwick::instance()->StatusPanel(QStringLiteral("SLIDER_POS"))->setText(text);
+            SliderPosition = GetSliderPosition();
+            return;
+        }
+
+        const bool start = handle == imgStartSelHandle;
+        SayInStatus(start ? QStringLiteral("Reposition the start selection slider")
+                          : QStringLiteral("Reposition the end selection slider"));
+        const int otherLeft = (start ? imgEndSelHandle : imgStartSelHandle)->x();
+        if (start) {
+            if (goingRight) {
+                if (newLeft >= otherLeft - 6) {
+                    // too close to the end handle: no move, the lines are placed again
+                } else if (newLeft >= scaleWidth - 5) {
+                    if (newLeft >= otherLeft - 20)
+                        tmTimeline->stop();
+                    else
+                        return scroll(true);
+                } else {
+                    tmTimeline->stop();
+                    handle->move(newLeft, handle->y());
+                }
+            } else if (newLeft < -6) {
+                return scroll(false);
+            } else {
+                tmTimeline->stop();
+                handle->move(newLeft, handle->y());
+            }
+        } else {
+            if (goingRight) {
+                if (newLeft >= scaleWidth - 5)
+                    return scroll(true);
+                tmTimeline->stop();
+                handle->move(newLeft, handle->y());
+            } else if (newLeft <= otherLeft + 6) {
+                // too close to the start handle
+            } else if (newLeft < -6) {
+                if (newLeft <= otherLeft + 20)
+                    tmTimeline->stop();
+                else
+                    return scroll(false);
+            } else {
+                tmTimeline->stop();
+                handle->move(newLeft, handle->y());
+            }
+        }
+        PlaceSliderLine(start ? picStartSelSlider : picEndSelSlider, handle);
+        (start ? imgStartSelSlider : imgEndSelSlider)->move(handle->x() + 5, 0);
+        RenderScale();
+        RenderAllSelections();
+        QSlider* seek = frmPreview::instance()->sldSeekBar;
+        if (start) {
+            SelStartPosition = GetSelSliderPosition(true);
+            seek->setMinimum(SelStartPosition);
+        } else {
+            SelEndPosition = GetSelSliderPosition(false);
+            seek->setMaximum(SelEndPosition);
+        }
+    });
+}
+
+void frmTimeline::Handle_MouseUp(QmImageBox* handle, Qt::MouseButton button)
+{
+    if (button != Qt::LeftButton || !Dragging)
+        return;
+    tmTimeline->stop();
+    Dragging = false;
+    if (handle == imgSliderHandle) {
+        DraggingSlider = false;
+    } else if (handle == imgStartSelHandle) {
+        DraggingStart = false;
+    } else {
+        DraggingEnd = false;
+        QSlider* seek = frmPreview::instance()->sldSeekBar;
+        seek->setMinimum(SelStartPosition);
+        seek->setMaximum(SelEndPosition);
+    }
+}
+
+void frmTimeline::tmTimeline_Timer()
+{
+    if (ScrollingRight && hsb->value() < hsb->maximum())
+        hsb->setValue(hsb->value() + 1);
+    else if (!ScrollingRight && hsb->value() > 0)
+        hsb->setValue(hsb->value() - 1);
+}
+
+void frmTimeline::tvwTimeline_NodeClick(QTreeWidgetItem* node)
+{
+    QmTrap::Run(kModule, QStringLiteral("tvwTimeline_NodeClick"), [&] {
+        ClearMFSTSubSelections();
+        QTreeWidgetItem* trackNode = node ? node->parent() : nullptr;
+        if (!trackNode || !trackNode->parent())
+            return; // the root or a track node
+        auto& tl = Eng<ITWTimeline>();
+        const auto seq = static_cast<int16_t>(trackNode->indexOfChild(node));
+        const QString track = trackNode->text(0);
+        if (track == u"Effects") {
+            tl.SetEffectSelected(TrackCollection.Item(1), seq, true);
+        } else if (track == u"Overlays") {
+            tl.SetSourceSelected(OverlayTrack, seq, true);
+            tl.SetTransitionSelected(OverlayTrack, seq, true);
+        } else {
+            tl.SetSourceSelected(ModuleTreeView::TagOf(trackNode), seq, true);
+        }
+        RenderAllBars();
+    });
+}
+
+void frmTimeline::picVerticalResize_MouseDown(Qt::MouseButton button, int x)
+{
+    if (button != Qt::LeftButton)
+        return;
+    m_dividerPressX = x;
+    m_dividerDragging = true;
+}
+
+void frmTimeline::picVerticalResize_MouseMove(Qt::MouseButtons buttons, int x)
+{
+    if (!(buttons & Qt::LeftButton) || !m_dividerDragging)
+        return;
+    const int delta = m_dividerPressX - x;
+    const int newLeft = picVerticalResize->x() - delta;
+    if (delta <= 0 ? newLeft >= width() - kDividerRightRoom : newLeft < kDividerLeftLimit)
+        return;
+    picVerticalResize->move(newLeft, 0);
+}
+
+void frmTimeline::picVerticalResize_MouseUp()
+{
+    if (!m_dividerDragging)
+        return;
+    m_dividerDragging = false;
+    QmTrap::Run(kModule, QStringLiteral("picVerticalResize_MouseUp"), [this] {
+        m_listWidth = picVerticalResize->x();
+        ArrangeRows();
+    });
+}
+
+void frmTimeline::Bookmark_MouseDown(int index, Qt::MouseButton button, int x, int y)
+{
+    QmTrap::Run(kModule,
+                QStringLiteral("imgBookmark_MouseDown - Index: %1, X: %2, Y: %3").arg(index).arg(x).arg(y), [&] {
+                    using namespace moduleBookmarks;
+                    if (button != Qt::LeftButton || index < 0)
+                        return;
+                    if (SelectedBookmark < imgBookmark.size())
+                        imgBookmark[SelectedBookmark]->SetPicture(QStringLiteral("BOOKMARK"));
+                    imgBookmark[index]->SetPicture(QStringLiteral("BOOKMARKSEL"));
+                    SelectedBookmark = static_cast<int16_t>(index);
+                    m_bookmarkPressX = x;
+                    m_bookmarkDragging = true;
+                });
+}
+
+void frmTimeline::Bookmark_MouseMove(int index, Qt::MouseButtons buttons, int x, int y)
+{
+    QmTrap::Run(kModule,
+                QStringLiteral("imgBookmark_MouseMove - Index: %1, X: %2, Y: %3").arg(index).arg(x).arg(y), [&] {
+                    SayInStatus(QStringLiteral("Reposition the marker slider"));
+                    if (!(buttons & Qt::LeftButton) || !m_bookmarkDragging || index < 0)
+                        return;
+                    QmImageBox* marker = imgBookmark[index];
+                    const int left = std::clamp(marker->x() + x - m_bookmarkPressX,
+                                                -moduleBookmarks::MarkerOffset,
+                                                picScale->ScaleWidth() - moduleBookmarks::MarkerOffset - 1);
+                    marker->move(left, marker->y());
+                    if (index < moduleBookmarks::BookmarkTimes.size())
+                        moduleBookmarks::BookmarkTimes[index] =
+                            PixelsToMs(left + hsb->value() * TickSpacing + moduleBookmarks::MarkerOffset);
+                });
 }

@@ -1,23 +1,58 @@
 #include "timeline/moduleTimeline.h"
 
+#include "core/QmColors.h"
+#include "core/QmImageBox.h"
+#include "core/QmNumbers.h"
 #include "core/QmMsgBox.h"
+#include "core/QmPicture.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
+#include "core/moduleUtilities.h"
+#include "editing/moduleTWState.h"
+#include "engine/ITWCoreRoot.h"
+#include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
+#include "preview/frmPreview.h"
 #include "shell/ModuleSettings.h"
+#include "shell/mdiTarnwick.h"
+#include "timeline/ModuleTreeView.h"
+#include "timeline/frmTimeline.h"
+#include "timeline/moduleBookmarks.h"
+#include "timeline/moduleScaleRenderer.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QScrollBar>
+#include <QSlider>
 
 #include <algorithm>
 
 using namespace QmShared;
+using namespace moduleScaleRenderer;
 
 namespace moduleTimeline {
 
 namespace {
 
-// The rows of the timeline as the form was designed: one video row (with its effect
-// lane), one overlay row, two audio rows.
-constexpr int kVideoRows = 1;
-constexpr int kAudioRows = 2;
+const QString kModule = QStringLiteral("moduleTimeline");
+
+// Colours of the bars when a row is locked, and their shadows when not.
+constexpr int32_t kVideoShadow = 0xC0C000;
+constexpr int32_t kAudioShadow = 0xC0C0;
+constexpr int32_t kEffectShadow = 0xC000;
+constexpr int32_t kOverlayShadow = 0x87B8D3;
+constexpr int32_t kHighlight = 0xFFFFFF;
+
+frmTimeline* Form()
+{
+    return frmTimeline::instance();
+}
+
+ITWTimeline& Tl()
+{
+    return Eng<ITWTimeline>();
+}
 
 bool Created(int32_t handle)
 {
@@ -27,40 +62,247 @@ bool Created(int32_t handle)
     return false;
 }
 
+int32_t VideoTrackOf(int index)
+{
+    return TrackCollection.Item(index + 1);
+}
+
+int32_t AudioTrackOf(int index)
+{
+    return TrackCollection.Item(static_cast<int>(Form()->picVideo.size()) + index + 1);
+}
+
+bool Checked(const QCheckBox* box)
+{
+    return box->isChecked();
+}
+
+void SetStatus(const QString& key, const QString& text)
+{
+    if (mdiTarnwick::exists())
+        if (QLabel* panel = mdiTarnwick::instance()->StatusPanel(key))
+            panel->setText(text);
+}
+
+QSlider* PreviewSlider()
+{
+    return frmPreview::instance()->sldSeekBar;
+}
+
+// What the press on a row and the bars need to know of a kind of item.
+struct ItemKind
+{
+    bool (ITWTimeline::*times)(int32_t, int16_t, int32_t&, int32_t&);
+    bool (ITWTimeline::*isSelected)(int32_t, int16_t);
+    void (ITWTimeline::*setSelected)(int32_t, int16_t, bool);
+};
+
+const ItemKind kSources{&ITWTimeline::GetSourceTimes, &ITWTimeline::IsSourceSelected, &ITWTimeline::SetSourceSelected};
+const ItemKind kEffects{&ITWTimeline::GetEffectTimes, &ITWTimeline::IsEffectItemSelected,
+                        &ITWTimeline::SetEffectSelected};
+
+// The press on a row: which item holds the time of the press, and how the modifier
+// keys select it. treeTag is the track node's tag in the timeline list.
+void PressOnRow(int32_t track, const ItemKind& kind, int32_t treeTag, bool overlay)
+{
+    auto& tl = Tl();
+    const int32_t ms = PixelsToMs(Form()->hsb->value() * TickSpacing + ClickX);
+    int16_t seq = 0;
+    int32_t start = 0, stop = 0;
+    for (;; ++seq) {
+        if (!(tl.*kind.times)(track, seq, start, stop)) {
+            RenderAllBars();
+            return;
+        }
+        if (start <= ms && ms <= stop)
+            break;
+    }
+    if (ClickCtrl || ClickShift) {
+        (tl.*kind.setSelected)(track, seq, !(tl.*kind.isSelected)(track, seq));
+    } else if (!(tl.*kind.isSelected)(track, seq)) {
+        ClearMFSTSubSelections();
+        (tl.*kind.setSelected)(track, seq, true);
+    }
+    if (overlay)
+        tl.SetTransitionSelected(track, seq, tl.IsSourceSelected(track, seq));
+    frmTimeline* form = Form();
+    if (form->imgStartSelHandle->isHidden() && form->imgEndSelHandle->isHidden()
+        && (SliderPosition < start || SliderPosition > stop))
+        SetSliderPosition(start, false);
+    ModuleTreeView::SetSourceSelected(treeTag, seq + 1);
+    RenderAllBars();
+}
+
+void ClearFlags(int32_t track, int16_t (ITWTimeline::*count)(int32_t), void (ITWTimeline::*set)(int32_t, int16_t, bool))
+{
+    auto& tl = Tl();
+    const int16_t n = (tl.*count)(track);
+    for (int16_t seq = 0; seq < n; ++seq)
+        (tl.*set)(track, seq, false);
+}
+
+// Steps 1 to 14 of a bar: fill, outline, highlight, shadow, caption, corner, selection.
+// effects: the effect list, whose corner mark wants strictly more room.
+void PaintBars(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool locked, bool effects)
+{
+    auto& tl = Tl();
+    pic->Cls();
+    const int32_t leftPx = TicksToPixels(Form()->hsb->value());
+    const int32_t viewStart = PixelsToMs(leftPx);
+    const int32_t viewEnd = PixelsToMs(leftPx + Form()->picScale->ScaleWidth());
+    const int h = pic->ScaleHeight();
+    const bool handlesHidden = Form()->imgStartSelHandle->isHidden() && Form()->imgEndSelHandle->isHidden();
+    auto x = [leftPx](int32_t t) { return MsToPixels(t) - leftPx; };
+    const ItemKind& kind = effects ? kEffects : kSources;
+
+    int32_t start = 0, stop = 0;
+    for (int16_t seq = 0; (tl.*kind.times)(track, seq, start, stop); ++seq) {
+        if (start > viewEnd)
+            break; // items are in time order: nothing further reaches the view
+        if (stop < viewStart)
+            continue;
+        // A difference, not a clipped time: it lands at or left of the view's edge, so
+        // the fill of an item that starts before the view begins beyond the edge.
+        const int32_t drawStart = start < viewStart ? viewStart - start : start;
+        const int32_t drawStop = stop > viewEnd ? viewEnd : stop;
+        const int32_t saved = pic->ForeColor;
+
+        pic->ForeColor = fill;
+        pic->BoxFill(x(drawStart), 0, x(drawStop), h - 1);
+        pic->ForeColor = 0;
+        pic->Box(x(start), 0, x(stop), h - 1);
+        pic->ForeColor = kHighlight;
+        pic->Box(x(start) + 2, 2, x(start) + 2, h - 3);
+        pic->Box(x(start) + 2, 2, x(stop) - 2, 2);
+        pic->ForeColor = shadow;
+        pic->Box(x(stop) - 1, 2, x(stop) - 1, h - 2);
+        pic->Box(x(start) + 1, h - 2, x(stop) - 1, h - 2);
+
+        QString caption;
+        if (effects) {
+            caption = tl.GetEffectName(track, seq, 10).trimmed();
+        } else {
+            QString path;
+            const int32_t file = Eng<ITWMediaFiles>().GetStreamFile(tl.GetSourceStream(track, seq));
+            if (file != 0 && Eng<ITWCoreRoot>().GetFileName(file, 260, path))
+                caption = moduleUtilities::ExtractFileName(path.trimmed());
+        }
+        if (pic->TextWidth(caption) < MsToPixels(stop) - MsToPixels(start) - 22) {
+            pic->CurrentX = x(start) + 10;
+            pic->CurrentY = pic->height() / 2 - pic->TextHeight(caption) / 2;
+            pic->ForeColor = QmColors::WindowText;
+            pic->Print(caption);
+        }
+
+        const bool cornerFits = effects ? MsToPixels(stop) - 12 > MsToPixels(start)
+                                        : MsToPixels(stop) - 12 >= MsToPixels(start);
+        if (cornerFits) {
+            pic->ForeColor = 0;
+            pic->Line(x(stop) - 12, 0, x(stop), 12);
+        }
+
+        if (handlesHidden && (tl.*kind.isSelected)(track, seq) && !locked) {
+            pic->ForeColor = 0;
+            pic->DrawStyle = QmPicture::Dot;
+            pic->Box(x(start) + 1, 1, x(stop) - 1, h - 2);
+            pic->DrawStyle = QmPicture::Solid;
+            SetStatus(QStringLiteral("SELECTION"), moduleUtilities::MilliSecondsToTimetypeAsString(start) +
+                                                       QStringLiteral(" - ") +
+                                                       moduleUtilities::MilliSecondsToTimetypeAsString(stop));
+        }
+        pic->ForeColor = saved;
+    }
+}
+
+void Fills(bool locked, int32_t fill, int32_t shadow, int32_t& outFill, int32_t& outShadow)
+{
+    outFill = locked ? QmColors::ButtonFace : fill;
+    outShadow = locked ? QmColors::ButtonShadow : shadow;
+}
+
+// Places a selection line over the rows, or hides it out of view.
+void PlaceSelLine(QWidget* handle, QWidget* lineOverRows, QWidget* lineOnScale)
+{
+    PlaceSliderLine(lineOverRows, handle);
+    lineOnScale->move(handle->x() + 5, lineOnScale->y());
+}
+
+QCheckBox* Box(const QList<QCheckBox*>& boxes, int index)
+{
+    return boxes[index];
+}
+
+// The option boxes of one row as ReInitLinkLockDisable and UpdateTrackOptions set them.
+void ResetRowOptions(QCheckBox* disable, QmImageBox* disableImage, QCheckBox* lock, QmImageBox* lockImage,
+                     QCheckBox* link, QmImageBox* linkImage, bool audio, bool withLock)
+{
+    disable->setChecked(false);
+    disableImage->SetPicture(audio ? QStringLiteral("DISABLE_AUDIO") : QStringLiteral("DISABLE"));
+    if (withLock) {
+        lock->setChecked(false);
+        lockImage->SetPicture(QStringLiteral("BLANK"));
+    }
+    link->setChecked(true);
+    if (withLock)
+        linkImage->SetPicture(QStringLiteral("BLANK"));
+}
+
 } // namespace
 
 void InitTimeline()
 {
-    QmTrap::Run(QStringLiteral("moduleTimeline"), QStringLiteral("InitTimeline"), [] {
+    QmTrap::Run(kModule, QStringLiteral("InitTimeline"), [] {
+        frmTimeline* form = Form();
         ModuleSettings::SetApplicationName(AppSection);
         ModuleSettings::GetResentFilesFromReg();
         ModuleSettings::GetResentProjectFilesFromReg();
+        ModuleTreeView::EmptyTreeView();
 
-        auto& tl = Eng<ITWTimeline>();
-        for (int i = 0; i < kVideoRows; ++i) {
+        auto& tl = Tl();
+        for (int i = 0; i < form->picVideo.size(); ++i) {
             const int32_t track = tl.CreateTrack(true);
             if (!Created(track))
                 break;
             TrackCollection.Add(track);
             tl.SetTrackLink(track, true);
+            ModuleTreeView::AddTrack(QStringLiteral("Video"), track);
+            VideoTrackNode = track;
+            ModuleTreeView::AddTrack(QStringLiteral("Effects"), EffectLaneTag);
         }
         OverlayTrack = tl.CreateTrack(true);
-        if (Created(OverlayTrack))
+        if (Created(OverlayTrack)) {
             tl.SetTrackLink(OverlayTrack, true);
-        for (int i = 0; i < kAudioRows; ++i) {
+            ModuleTreeView::AddTrack(QStringLiteral("Overlays"), OverlayTrack);
+            OverlayTrackNode = OverlayTrack;
+        }
+        for (int i = 0; i < form->picAudio.size(); ++i) {
             const int32_t track = tl.CreateTrack(false);
             if (!Created(track))
                 break;
             tl.SetTrackLink(track, true);
             TrackCollection.Add(track);
+            const int number = TrackCollection.Count() - 1;
+            ModuleTreeView::AddTrack(QStringLiteral("Audio ") + QString::number(number), track);
+            if (number == 1)
+                Audio1TrackNode = track;
+            else if (number == 2)
+                Audio2TrackNode = track;
         }
+
         ModuleSettings::LoadRegistrySettings();
+        InitScale();
+        SetSliderPosition(0, false);
+        SetSelSliderPosition(1000, true);
+        SetSelSliderPosition(2000, false);
+        SelStartPosition = GetSelSliderPosition(true);
+        SelEndPosition = GetSelSliderPosition(false);
+        moduleBookmarks::RemoveBookmarks();
     });
 }
 
 int32_t GetTimelineDuration()
 {
-    auto& tl = Eng<ITWTimeline>();
+    auto& tl = Tl();
     int32_t duration = 0;
     for (int32_t track : TrackCollection)
         duration = std::max(duration, tl.GetTrackDuration(track));
@@ -71,12 +313,369 @@ int32_t GetTimelineDuration()
 
 bool IsTimelineEmpty()
 {
-    auto& tl = Eng<ITWTimeline>();
+    auto& tl = Tl();
     for (int32_t track : TrackCollection) {
         if (tl.GetSourceCount(track) > 0)
             return false;
     }
     return OverlayTrack == 0 || tl.GetSourceCount(OverlayTrack) == 0;
+}
+
+int16_t GetSequenceNumberFromPos(int32_t track, int32_t pos)
+{
+    return QmTrap::Value<int16_t>(kModule, QStringLiteral("GetSequenceNumberFromPos"), -1, [&]() -> int16_t {
+        int32_t start = 0, stop = 0;
+        for (int16_t seq = 0; Tl().GetSourceTimes(track, seq, start, stop); ++seq)
+            if (start <= pos && pos <= stop)
+                return seq;
+        return -1;
+    });
+}
+
+int16_t GetSequenceNumberAtPosEffect(int32_t track, int32_t pos)
+{
+    return QmTrap::Value<int16_t>(kModule, QStringLiteral("GetSequenceNumberAtPosEffect"), -1, [&]() -> int16_t {
+        int32_t start = 0, stop = 0;
+        for (int16_t seq = 0; Tl().GetEffectTimes(track, seq, start, stop); ++seq)
+            if (start <= pos && pos <= stop)
+                return seq;
+        return -1;
+    });
+}
+
+void ClearMFSTSubSelections()
+{
+    QmTrap::Run(kModule, QStringLiteral("ClearMFSTSubSelections"), [] {
+        auto& tl = Tl();
+        for (int32_t track : TrackCollection) {
+            ClearFlags(track, &ITWTimeline::GetSourceCount, &ITWTimeline::SetSourceSelected);
+            if (tl.IsVideoTrack(track))
+                ClearFlags(track, &ITWTimeline::GetEffectCount, &ITWTimeline::SetEffectSelected);
+        }
+        if (OverlayTrack != 0) {
+            ClearFlags(OverlayTrack, &ITWTimeline::GetSourceCount, &ITWTimeline::SetSourceSelected);
+            ClearFlags(OverlayTrack, &ITWTimeline::GetTransitionCount, &ITWTimeline::SetTransitionSelected);
+        }
+    });
+}
+
+void OnPicMediaClick(int16_t index, bool isVideo)
+{
+    QmTrap::Run(kModule, QStringLiteral("OnPicMediaClick"), [&] {
+        const int32_t track = isVideo ? VideoTrackOf(index) : AudioTrackOf(index);
+        PressOnRow(track, kSources, track, false);
+    });
+}
+
+void OnPicOverlayClick(int16_t)
+{
+    QmTrap::Run(kModule, QStringLiteral("OnPicOverlayClick"),
+                [] { PressOnRow(OverlayTrack, kSources, OverlayTrack, true); });
+}
+
+void OnPicEffectClick(int16_t index)
+{
+    QmTrap::Run(kModule, QStringLiteral("OnPicEffectClick"),
+                [&] { PressOnRow(VideoTrackOf(index), kEffects, EffectLaneTag, false); });
+}
+
+void EnableLinkOption(bool visible)
+{
+    frmTimeline* f = Form();
+    const QList<QList<QCheckBox*>*> boxes = {&f->chkLinkVideo, &f->chkLinkEffect, &f->chkLinkOverlay, &f->chkLinkAudio};
+    const QList<QList<QmImageBox*>*> images = {&f->imgLinkVideo, &f->imgLinkEffect, &f->imgLinkOverlay,
+                                               &f->imgLinkAudio};
+    for (int kind = 0; kind < images.size(); ++kind) {
+        for (int i = 0; i < images[kind]->size(); ++i) {
+            QmImageBox* image = (*images[kind])[i];
+            image->setVisible(visible);
+            if (visible)
+                image->SetPicture((*boxes[kind])[i]->isChecked() ? QStringLiteral("LINK") : QStringLiteral("BLANK"));
+        }
+    }
+}
+
+void ReInitLinkLockDisable()
+{
+    QmTrap::Run(kModule, QStringLiteral("ReInitLinkLockDisable"), [] {
+        frmTimeline* f = Form();
+        for (int i = 0; i < f->picVideo.size(); ++i)
+            ResetRowOptions(f->chkDisableVideo[i], f->imgDisableVideo[i], f->chkLockVideo[i], f->imgLockVideo[i],
+                            f->chkLinkVideo[i], f->imgLinkVideo[i], false, true);
+        for (int i = 0; i < f->picEffect.size(); ++i)
+            ResetRowOptions(f->chkDisableEffect[i], f->imgDisableEffect[i], f->chkLockEffect[i], f->imgLockEffect[i],
+                            f->chkLinkEffect[i], f->imgLinkEffect[i], false, true);
+        for (int i = 0; i < f->picOverlay.size(); ++i)
+            ResetRowOptions(f->chkDisableOverlay[i], f->imgDisableOverlay[i], f->chkLockOverlay[i],
+                            f->imgLockOverlay[i], f->chkLinkOverlay[i], f->imgLinkOverlay[i], false, true);
+        for (int i = 0; i < f->picAudio.size(); ++i)
+            ResetRowOptions(f->chkDisableAudio[i], f->imgDisableAudio[i], f->chkLockAudio[i], f->imgLockAudio[i],
+                            f->chkLinkAudio[i], f->imgLinkAudio[i], true, true);
+    });
+}
+
+void UpdateTrackOptions()
+{
+    QmTrap::Run(kModule, QStringLiteral("UpdateTrackOptions"), [] {
+        // Only the count is looked at: a track back at exactly one item has its disable
+        // box cleared again, whatever the user had set.
+        frmTimeline* f = Form();
+        auto& tl = Tl();
+        const int videoRows = static_cast<int>(f->picVideo.size());
+        for (int i = 1; i <= TrackCollection.Count(); ++i) {
+            const int32_t track = TrackCollection.Item(i);
+            if (i <= videoRows) {
+                const int row = i - 1;
+                if (tl.GetSourceCount(track) == 1)
+                    ResetRowOptions(f->chkDisableVideo[row], f->imgDisableVideo[row], nullptr, nullptr,
+                                    f->chkLinkVideo[row], nullptr, false, false);
+                if (row < f->picEffect.size() && tl.GetEffectCount(track) == 1)
+                    ResetRowOptions(f->chkDisableEffect[row], f->imgDisableEffect[row], nullptr, nullptr,
+                                    f->chkLinkEffect[row], nullptr, false, false);
+            } else if (tl.GetSourceCount(track) == 1) {
+                const int row = i - videoRows - 1;
+                ResetRowOptions(f->chkDisableAudio[row], f->imgDisableAudio[row], nullptr, nullptr,
+                                f->chkLinkAudio[row], nullptr, true, false);
+            }
+        }
+        if (OverlayTrack != 0 && tl.GetSourceCount(OverlayTrack) == 1)
+            ResetRowOptions(f->chkDisableOverlay[0], f->imgDisableOverlay[0], nullptr, nullptr, f->chkLinkOverlay[0],
+                            nullptr, false, false);
+    });
+}
+
+void RenderBar(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool locked)
+{
+    QmTrap::Run(kModule, QStringLiteral("RenderBar"), [&] { PaintBars(pic, track, fill, shadow, locked, false); });
+}
+
+void RenderEffectBar(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool locked)
+{
+    QmTrap::Run(kModule, QStringLiteral("RenderEffectBar"), [&] { PaintBars(pic, track, fill, shadow, locked, true); });
+}
+
+void RenderEffectBars()
+{
+    frmTimeline* f = Form();
+    for (int i = 0; i < f->picEffect.size() && i < TrackCollection.Count(); ++i) {
+        const bool locked = Checked(Box(f->chkLockEffect, i));
+        int32_t fill = 0, shadow = 0;
+        Fills(locked, EffectBarFill, kEffectShadow, fill, shadow);
+        RenderEffectBar(f->picEffect[i], VideoTrackOf(i), fill, shadow, locked);
+    }
+}
+
+void RenderAllBars()
+{
+    QmTrap::Run(kModule, QStringLiteral("RenderAllBars"), [] {
+        frmTimeline* f = Form();
+        if (TrackCollection.Count() == 0)
+            return; // no tracks yet: nothing to draw
+        int32_t fill = 0, shadow = 0;
+        for (int i = 0; i < f->picVideo.size(); ++i) {
+            const bool locked = Checked(Box(f->chkLockVideo, i));
+            Fills(locked, VideoBarFill, kVideoShadow, fill, shadow);
+            RenderBar(f->picVideo[i], VideoTrackOf(i), fill, shadow, locked);
+        }
+        for (int i = 0; i < f->picAudio.size(); ++i) {
+            const bool locked = Checked(Box(f->chkLockAudio, i));
+            Fills(locked, AudioBarFill, kAudioShadow, fill, shadow);
+            RenderBar(f->picAudio[i], AudioTrackOf(i), fill, shadow, locked);
+        }
+        RenderEffectBars();
+        const bool locked = Checked(Box(f->chkLockOverlay, 0));
+        Fills(locked, OverlayBarFill, kOverlayShadow, fill, shadow);
+        RenderBar(f->picOverlay[0], OverlayTrack, fill, shadow, locked);
+    });
+}
+
+void AddColorToBars()
+{
+    RenderAllBars();
+}
+
+void PlaceSliderLine(QWidget* line, QWidget* handle)
+{
+    line->move(Form()->lblHighlight->x() + handle->x() + 5, line->y());
+}
+
+void SetSliderPosition(int32_t pos, bool scroll)
+{
+    QmTrap::Run(kModule, QStringLiteral("SetSliderPosition"), [&] {
+        frmTimeline* f = Form();
+        const int32_t x = MsToPixels(pos) - f->hsb->value() * TickSpacing;
+        f->imgScaleSlider->move(x, f->imgScaleSlider->y());
+        f->imgSliderHandle->move(x - 5, f->imgSliderHandle->y());
+        PlaceSliderLine(f->picSlider, f->imgSliderHandle);
+        const bool inView = !(f->imgScaleSlider->x() < 0 || f->imgScaleSlider->x() > f->picScale->ScaleWidth());
+        f->imgScaleSlider->setVisible(inView);
+        f->imgSliderHandle->setVisible(inView);
+        f->picSlider->setVisible(inView);
+        if (inView) {
+            f->imgSliderHandle->raise();
+            f->picSlider->raise();
+        }
+        const QString text = moduleUtilities::MilliSecondsToTimetypeAsString(pos);
+        SetStatus(QStringLiteral("SLIDER_POS"), text);
+        frmPreview::instance()->lblCurrentTime->setText(text);
+        SliderPosition = pos;
+        if (!scroll || inView)
+            return;
+        const auto target = static_cast<int>(QmNumbers::RoundHalfEven(MsToTicks(GetSliderPosition())));
+        f->hsb->setValue(std::clamp(target, f->hsb->minimum(), f->hsb->maximum()));
+    });
+}
+
+int32_t GetSliderPosition()
+{
+    return PixelsToMs(Form()->imgScaleSlider->x() + TicksToPixels(Form()->hsb->value()));
+}
+
+void SetSelSliderPosition(int32_t pos, bool isStart)
+{
+    QmTrap::Run(kModule, QStringLiteral("SetSelSliderPosition"), [&] {
+        frmTimeline* f = Form();
+        QWidget* handle = isStart ? f->imgStartSelHandle : f->imgEndSelHandle;
+        QWidget* overRows = isStart ? f->picStartSelSlider : f->picEndSelSlider;
+        QWidget* onScale = isStart ? f->imgStartSelSlider : f->imgEndSelSlider;
+        const int32_t x = MsToPixels(pos) - f->hsb->value() * TickSpacing;
+        handle->move(x - 5, handle->y());
+        PlaceSelLine(handle, overRows, onScale);
+        if (handle->isHidden())
+            return;
+        overRows->setVisible(!(handle->x() < 0 || handle->x() > f->picScale->ScaleWidth()));
+    });
+}
+
+int32_t GetSelSliderPosition(bool isStart)
+{
+    QWidget* handle = isStart ? Form()->imgStartSelHandle : Form()->imgEndSelHandle;
+    return PixelsToMs(handle->x() + TicksToPixels(Form()->hsb->value()) + 5);
+}
+
+bool SelSlidersVisible()
+{
+    return !Form()->imgStartSelHandle->isHidden() && !Form()->imgEndSelHandle->isHidden();
+}
+
+static void SetSelMenuChecks()
+{
+    if (!mdiTarnwick::exists())
+        return;
+    const bool both = SelSlidersVisible();
+    for (const char* name : {"mnuViewSelectionSliders", "mnuEC_SelSliders"})
+        if (QAction* item = mdiTarnwick::instance()->Item(QString::fromLatin1(name)))
+            item->setChecked(both);
+}
+
+void ShowStartSelSlider(bool visible)
+{
+    QmTrap::Run(kModule, QStringLiteral("ShowStartSelSlider"), [&] {
+        frmTimeline* f = Form();
+        f->imgStartSelHandle->setVisible(visible);
+        f->imgStartSelSlider->setVisible(visible);
+        f->picStartSelSlider->setVisible(visible);
+        EnableLinkOption(visible);
+        PreviewSlider()->setMinimum(visible ? GetSelSliderPosition(true) : 0);
+        SetSelMenuChecks();
+    });
+}
+
+void ShowEndSelSlider(bool visible)
+{
+    QmTrap::Run(kModule, QStringLiteral("ShowEndSelSlider"), [&] {
+        frmTimeline* f = Form();
+        f->imgEndSelHandle->setVisible(visible);
+        f->imgEndSelSlider->setVisible(visible);
+        f->picEndSelSlider->setVisible(visible);
+        EnableLinkOption(visible);
+        PreviewSlider()->setMaximum(visible ? GetSelSliderPosition(false) : GetTimelineDuration());
+        SetSelMenuChecks();
+    });
+}
+
+void ShowSelSliders(bool visible)
+{
+    ShowStartSelSlider(visible);
+    ShowEndSelSlider(visible);
+    ShowOrHideTrackSelections();
+    RenderScale();
+    RenderAllBars();
+    RenderAllSelections();
+}
+
+void ToggleSelSliders()
+{
+    QmTrap::Run(kModule, QStringLiteral("ToggleSelSliders"), [] {
+        frmTimeline* f = Form();
+        if (SelSlidersVisible()) {
+            ShowSelSliders(false);
+        } else {
+            if (f->picSlider->isHidden())
+                SetSliderPosition(PixelsToMs(f->hsb->value() * TickSpacing), false);
+            const int32_t pos = GetSliderPosition();
+            SetSelSliderPosition(pos, true);
+            SetSelSliderPosition(pos + PixelsToMs(100), false);
+            ShowSelSliders(true);
+        }
+        SelStartPosition = GetSelSliderPosition(true);
+        SelEndPosition = GetSelSliderPosition(false);
+    });
+}
+
+void ShowOrHideTrackSelections()
+{
+    QmTrap::Run(kModule, QStringLiteral("ShowOrHideTrackSelections"), [] {
+        frmTimeline* f = Form();
+        auto& tl = Tl();
+        const bool both = SelSlidersVisible();
+        auto show = [&](QWidget* shape, int32_t track) {
+            shape->setVisible(both && tl.GetTrackLink(track) && !moduleTWState::IsTrackLocked(track)
+                              && tl.GetSourceCount(track) != 0);
+        };
+        for (int i = 0; i < f->shpVideoSel.size(); ++i) {
+            if (both)
+                show(f->shpVideoSel[i], VideoTrackOf(i));
+            else
+                f->shpVideoSel[i]->hide();
+        }
+        for (int i = 0; i < f->shpEffectSel.size(); ++i) {
+            f->shpEffectSel[i]->setVisible(both && !f->chkLockEffect[i]->isChecked() && f->chkLinkEffect[i]->isChecked()
+                                           && tl.GetEffectCount(VideoTrackOf(i)) != 0);
+        }
+        for (int i = 0; i < f->shpAudioSel.size(); ++i) {
+            if (both)
+                show(f->shpAudioSel[i], AudioTrackOf(i));
+            else
+                f->shpAudioSel[i]->hide();
+        }
+        if (both && OverlayTrack != 0)
+            show(f->shpOverlaySel[0], OverlayTrack);
+        else
+            f->shpOverlaySel[0]->hide();
+    });
+}
+
+void RenderAllSelections()
+{
+    QmTrap::Run(kModule, QStringLiteral("RenderAllSelections"), [] {
+        if (!SelSlidersVisible())
+            return;
+        frmTimeline* f = Form();
+        const int left = f->imgStartSelHandle->x() + 6;
+        const int width = f->imgEndSelHandle->x() - f->imgStartSelHandle->x() - 1;
+        auto place = [&](const QList<QWidget*>& shapes, const QList<QCheckBox*>& locks) {
+            for (int i = 0; i < shapes.size(); ++i) {
+                if (locks[i]->isChecked())
+                    continue; // locked rows are not touched
+                shapes[i]->setGeometry(left, 0, std::max(0, width), shapes[i]->parentWidget()->height());
+            }
+        };
+        place(f->shpVideoSel, f->chkLockVideo);
+        place(f->shpEffectSel, f->chkLockEffect);
+        place(f->shpOverlaySel, f->chkLockOverlay);
+        place(f->shpAudioSel, f->chkLockAudio);
+    });
 }
 
 } // namespace moduleTimeline

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QImage>
+#include <QWidget>
+
+#include <cstdint>
+
+// A picture box: a surface that keeps what is drawn on it until it is cleared, with
+// the drawing of the design in pixels. Boxes and fills include both corners; a line
+// leaves out its last point. Colours are 0x00BBGGRR (system colours allowed).
+// Pointer and key events come out as signals with the design's arguments.
+class QmPicture : public QWidget
+{
+    Q_OBJECT
+
+public:
+    enum DrawStyle { Solid = 0, Dash = 1, Dot = 2 };
+
+    explicit QmPicture(QWidget* parent = nullptr);
+
+    int ScaleWidth() const { return width(); }
+    int ScaleHeight() const { return height(); }
+
+    int32_t BackColor() const { return m_backColor; }
+    void SetBackColor(int32_t color);
+    int32_t ForeColor = 0;
+    int DrawStyle = Solid;
+    int CurrentX = 0;
+    int CurrentY = 0;
+
+    // Fills the whole surface with the back colour.
+    void Cls();
+    void Line(int x1, int y1, int x2, int y2);
+    void Box(int x1, int y1, int x2, int y2);
+    void BoxFill(int x1, int y1, int x2, int y2);
+    // Prints text with its top left at CurrentX, CurrentY, in the fore colour.
+    void Print(const QString& text);
+    int TextWidth(const QString& text) const;
+    int TextHeight(const QString& text = QStringLiteral("Ag")) const;
+
+    const QImage& Image() const { return m_image; }
+
+signals:
+    void MouseDown(Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);
+    void MouseMove(Qt::MouseButtons buttons, Qt::KeyboardModifiers shift, int x, int y);
+    void MouseUp(Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);
+    void KeyDown(int key, Qt::KeyboardModifiers shift);
+    void Resized();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    void DotPixels(const QRect& r);
+
+    QImage m_image;
+    int32_t m_backColor = static_cast<int32_t>(0x8000000Fu);
+};

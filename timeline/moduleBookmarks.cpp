@@ -1,0 +1,100 @@
+#include "timeline/moduleBookmarks.h"
+
+#include "core/QmImageBox.h"
+#include "core/QmPicture.h"
+#include "core/QmShared.h"
+#include "core/QmTrap.h"
+#include "core/moduleUtilities.h"
+#include "timeline/frmTimeline.h"
+#include "timeline/moduleScaleRenderer.h"
+
+#include <QLabel>
+#include <QScrollBar>
+
+using namespace QmShared;
+using namespace moduleScaleRenderer;
+
+namespace moduleBookmarks {
+
+namespace {
+
+const QString kModule = QStringLiteral("moduleBookmarks");
+
+int LeftOf(int32_t time)
+{
+    return MsToPixels(time) - frmTimeline::instance()->hsb->value() * TickSpacing - MarkerOffset;
+}
+
+} // namespace
+
+void AddBookmark()
+{
+    QmTrap::Run(kModule, QStringLiteral("AddBookmark"), [] {
+        frmTimeline* f = frmTimeline::instance();
+        const int index = static_cast<int>(f->imgBookmark.size());
+        f->LoadBookmark();
+        // The line over the rows stands where the rows begin; its time is counted from there.
+        const int32_t time =
+            PixelsToMs(f->picSlider->x() - f->lblHighlight->x() + f->hsb->value() * TickSpacing);
+        SetBookmarkPosition(time, index);
+    });
+}
+
+void RemoveSelectedBookmark()
+{
+    QmTrap::Run(kModule, QStringLiteral("RemoveSelectedBookmark"), [] {
+        if (SelectedBookmark == 0)
+            return;
+        frmTimeline* f = frmTimeline::instance();
+        f->imgBookmark[SelectedBookmark]->hide();
+        --SelectedBookmark;
+        f->imgBookmark[SelectedBookmark]->SetPicture(QStringLiteral("BOOKMARKSEL"));
+    });
+}
+
+void SetBookmarkPosition(int32_t time, int index)
+{
+    QmTrap::Run(kModule, QStringLiteral("SetBookmarkPosition"), [&] {
+        QmImageBox* marker = frmTimeline::instance()->imgBookmark[index];
+        marker->move(LeftOf(time), 0);
+        marker->show();
+        marker->raise();
+        marker->setToolTip(QStringLiteral("Marker at ") + moduleUtilities::MilliSecondsToTimetypeAsString(time));
+        marker->SetPicture(QStringLiteral("BOOKMARK"));
+        while (BookmarkTimes.size() <= BookmarkCount)
+            BookmarkTimes.append(0);
+        if (index >= BookmarkTimes.size())
+            throw QmError(QmErr::SubscriptOutOfRange, QStringLiteral("Subscript out of range"));
+        BookmarkTimes[index] = time;
+        ++BookmarkCount;
+    });
+}
+
+void UpdateBookmarks(int excluded, bool show)
+{
+    QmTrap::Run(kModule, QStringLiteral("UpdateBookmarks"), [&] {
+        const QList<QmImageBox*>& markers = frmTimeline::instance()->imgBookmark;
+        for (int i = 0; i < markers.size() && i < BookmarkTimes.size(); ++i) {
+            if (i == excluded)
+                continue;
+            markers[i]->move(LeftOf(BookmarkTimes[i]), markers[i]->y());
+            if (show)
+                markers[i]->show();
+        }
+    });
+}
+
+void RemoveBookmarks()
+{
+    QmTrap::Run(kModule, QStringLiteral("RemoveBookmarks"), [] {
+        QList<QmImageBox*>& markers = frmTimeline::instance()->imgBookmark;
+        while (markers.size() >= 2)
+            delete markers.takeLast();
+        BookmarkTimes.clear();
+        BookmarkCount = 0;
+        SelectedBookmark = 0;
+        SetBookmarkPosition(0, 0);
+    });
+}
+
+} // namespace moduleBookmarks
