@@ -175,6 +175,8 @@ void QmPicture::mouseReleaseEvent(QMouseEvent* event)
 
 void QmPicture::keyPressEvent(QKeyEvent* event)
 {
+    // The picture's own keys stay with it: passed on, they would reach the container's
+    // key handling as well, and one press would count twice.
     emit KeyDown(event->key(), event->modifiers());
-    QWidget::keyPressEvent(event);
+    event->accept();
 }

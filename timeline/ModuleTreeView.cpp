@@ -139,6 +139,15 @@ void EmptyTreeView()
         TreeRoot = MakeNode(nullptr, QStringLiteral("Timeline"), QStringLiteral("TIMELINE"), 0);
         tree->addTopLevelItem(TreeRoot);
         TreeRoot->setExpanded(true);
+        // The track nodes belong to the fixed part: a closed project keeps them. Before
+        // the tracks exist, InitTimeline adds each node as it makes its track.
+        if (TrackCollection.Count() == 0)
+            return;
+        AddTrack(QStringLiteral("Video"), moduleTimeline::VideoTrackNode);
+        AddTrack(QStringLiteral("Effects"), moduleTimeline::EffectLaneTag);
+        AddTrack(QStringLiteral("Overlays"), moduleTimeline::OverlayTrackNode);
+        AddTrack(QStringLiteral("Audio 1"), moduleTimeline::Audio1TrackNode);
+        AddTrack(QStringLiteral("Audio 2"), moduleTimeline::Audio2TrackNode);
     });
 }
 
@@ -146,12 +155,6 @@ void UpdateTreeView()
 {
     QmTrap::Run(kModule, QStringLiteral("UpdateTreeView"), [] {
         EmptyTreeView();
-        AddTrack(QStringLiteral("Video"), moduleTimeline::VideoTrackNode);
-        AddTrack(QStringLiteral("Effects"), moduleTimeline::EffectLaneTag);
-        AddTrack(QStringLiteral("Overlays"), moduleTimeline::OverlayTrackNode);
-        AddTrack(QStringLiteral("Audio 1"), moduleTimeline::Audio1TrackNode);
-        AddTrack(QStringLiteral("Audio 2"), moduleTimeline::Audio2TrackNode);
-
         auto& tl = Eng<ITWTimeline>();
         for (int32_t track : TrackCollection)
             if (tl.IsVideoTrack(track))
