@@ -85,5 +85,9 @@ int QuillmontMain(int argc, char* argv[])
     if (!mdiTarnwick::exists() || !mdiTarnwick::instance()->isVisible())
         return 0;
     EntryRoutine::StartStartupProbe();
-    return app.exec();
+    const int code = app.exec();
+    // The engine's players run threads of MLT, which closes itself at exit: they stop
+    // while MLT is still there.
+    QmShared::Engine.reset();
+    return code;
 }

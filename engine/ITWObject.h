@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <typeinfo>
 
 // The base of every engine interface. The engine is one object; the program takes
 // the interface it needs from it at the point of use with TWCast.
@@ -21,6 +22,11 @@ class ITWObject
 {
 public:
     virtual ~ITWObject() = default;
+
+    // The part of the object that answers for an interface the object cannot inherit
+    // itself (two players whose operations share names with other interfaces but not
+    // their types); null when it has none.
+    virtual ITWObject* QueryInterface(const std::type_info& /*interface*/) { return nullptr; }
 };
 
 // The interface I of the engine object; error 13 when the object does not have it.
@@ -28,6 +34,8 @@ template <class I>
 I& TWCast(ITWObject* object)
 {
     I* result = dynamic_cast<I*>(object);
+    if (!result && object)
+        result = dynamic_cast<I*>(object->QueryInterface(typeid(I)));
     if (!result)
         throw QmError(QmErr::TypeMismatch, QStringLiteral("Type mismatch"));
     return *result;

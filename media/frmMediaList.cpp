@@ -1,7 +1,400 @@
 #include "media/frmMediaList.h"
 
+#include "core/QmFiles.h"
+#include "core/QmIcons.h"
+#include "core/QmListView.h"
+#include "core/QmModal.h"
+#include "core/QmMsgBox.h"
+#include "core/QmShared.h"
+#include "core/QmTrap.h"
+#include "core/QmVideoSurface.h"
+#include "core/moduleUtilities.h"
+#include "engine/ITWCoreRoot.h"
+#include "engine/ITWFilePreview.h"
+#include "engine/ITWStreamInfo.h"
+#include "media/moduleTarnwick.h"
+#include "shell/QmMenuArray.h"
+#include "shell/mdiTarnwick.h"
+#include "core/QmPicture.h"
+#include "timeline/frmTimeline.h"
+
+#include <QApplication>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLocale>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QSlider>
+#include <QSplitter>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+using namespace QmShared;
+
+namespace {
+
+const QString kModule = QStringLiteral("frmMediaList");
+
+QLabel* MakeLabel(QWidget* parent, const QString& name, const QFont& font)
+{
+    auto* label = new QLabel(parent);
+    label->setObjectName(name);
+    label->setFont(font);
+    label->setMouseTracking(true);
+    return label;
+}
+
+void Status(const QString& text)
+{
+    if (mdiTarnwick::exists())
+        mdiTarnwick::instance()->SetStatusText(text);
+}
+
+ITWFilePreview& FilePreview()
+{
+    return Eng<ITWFilePreview>();
+}
+
+} // namespace
+
 frmMediaList::frmMediaList()
 {
     setObjectName(QStringLiteral("frmMediaList"));
     setWindowTitle(QStringLiteral("Media List - Project: Untitled"));
+
+    lvwMediaList = new QmListView(this);
+    lvwMediaList->setObjectName(QStringLiteral("lvwMediaList"));
+    lvwMediaList->SetColumns({QStringLiteral("Name"), QStringLiteral("Media Type"), QStringLiteral("Duration"),
+                              QStringLiteral("Video Info"), QStringLiteral("Audio Info")});
+    for (auto [column, width] : {std::pair{0, 170}, std::pair{1, 80}, std::pair{2, 95}, std::pair{3, 135}, std::pair{4, 85}})
+        lvwMediaList->SetColumnWidth(column, width);
+    lvwMediaList->SetDragPixmap(QmIcon(QStringLiteral("DRAG_MEDIA")).pixmap(32, 32));
+    connect(lvwMediaList, &QmListView::MouseDown, this, [this](Qt::MouseButton b) { RightClickPending = b == Qt::RightButton; });
+    connect(lvwMediaList, &QmListView::Click, this, [this] { lvwMediaList_Click(); });
+    connect(lvwMediaList, &QmListView::DblClick, this, [this] { OnLvwMediaListDblClick(); });
+    connect(lvwMediaList, &QmListView::KeyDown, this, [this](int key) {
+        if (key == Qt::Key_Up || key == Qt::Key_Down)
+            lvwMediaList_Click();
+    });
+    // While a row is dragged, the track pictures take drops.
+    auto dropTargets = [](bool on) {
+        frmTimeline* timeline = frmTimeline::instance();
+        for (QWidget* pic : {static_cast<QWidget*>(timeline->picVideo[0]), static_cast<QWidget*>(timeline->picAudio[0]),
+                             static_cast<QWidget*>(timeline->picAudio[1]), static_cast<QWidget*>(timeline->picOverlay[0])})
+            pic->setAcceptDrops(on);
+    };
+    connect(lvwMediaList, &QmListView::DragStarted, this, [dropTargets] { dropTargets(true); });
+    connect(lvwMediaList, &QmListView::DragEnded, this, [dropTargets] { dropTargets(false); });
+    connect(lvwMediaList, &QmListView::MouseMoved, this,
+            [] { Status(QStringLiteral("Lists all the media files with their information")); });
+
+    QFont verdana(QStringLiteral("Verdana"));
+    verdana.setPointSizeF(8.0);
+    fmeMediaInfo = new QGroupBox(QStringLiteral("File Information"), this);
+    fmeMediaInfo->setObjectName(QStringLiteral("fmeMediaInfo"));
+    fmeMediaInfo->setMouseTracking(true);
+    fmeMediaInfo->installEventFilter(this);
+    auto* grid = new QGridLayout(fmeMediaInfo);
+    grid->setContentsMargins(6, 4, 6, 4);
+    grid->setVerticalSpacing(2);
+    lblFile = MakeLabel(fmeMediaInfo, QStringLiteral("lblFile"), verdana);
+    lblFileDisplay = MakeLabel(fmeMediaInfo, QStringLiteral("lblFileDisplay"), verdana);
+    grid->addWidget(lblFile, 0, 0);
+    grid->addWidget(lblFileDisplay, 0, 1);
+    for (int i = 0; i < 5; ++i) {
+        lblInfo << MakeLabel(fmeMediaInfo, QStringLiteral("lblInfo_%1").arg(i), verdana);
+        lblInfoDisplay << MakeLabel(fmeMediaInfo, QStringLiteral("lblInfoDisplay_%1").arg(i), verdana);
+        lblInfoDisplay.last()->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        grid->addWidget(lblInfo.last(), i + 1, 0);
+        grid->addWidget(lblInfoDisplay.last(), i + 1, 1);
+    }
+    for (QLabel* label : lblInfo)
+        label->installEventFilter(this);
+    lblFile->installEventFilter(this);
+    grid->setColumnStretch(1, 1);
+    grid->setRowStretch(6, 1);
+    SetFileInformationCaptions();
+
+    auto* previewBox = new QWidget(this);
+    previewBox->setObjectName(QStringLiteral("fmePreviewSmall"));
+    picPreviewSmall = new QmVideoSurface(previewBox);
+    picPreviewSmall->setObjectName(QStringLiteral("picPreviewSmall"));
+    picPreviewSmall->setMinimumSize(120, 90);
+    picPreviewSmall->setMouseTracking(true);
+    picPreviewSmall->installEventFilter(this);
+    cmdPlay = new QToolButton(previewBox);
+    cmdPlay->setObjectName(QStringLiteral("cmdPlay"));
+    cmdPlay->setIconSize(QSize(16, 16));
+    cmdPlay->setAutoRaise(true);
+    SetPlayPicture(QStringLiteral("STOP"));
+    connect(cmdPlay, &QToolButton::clicked, this, [this] { cmdPlay_Click(); });
+    sldFilePreview = new QSlider(Qt::Horizontal, previewBox);
+    sldFilePreview->setObjectName(QStringLiteral("sldFilePreview"));
+    sldFilePreview->setRange(0, 10);
+    connect(sldFilePreview, &QSlider::valueChanged, this, [this] {
+        if (!m_settingSlider)
+            sldFilePreview_Scroll();
+    });
+    auto* controls = new QHBoxLayout;
+    controls->setContentsMargins(0, 0, 0, 0);
+    controls->addWidget(cmdPlay);
+    controls->addWidget(sldFilePreview, 1);
+    auto* previewLayout = new QVBoxLayout(previewBox);
+    previewLayout->setContentsMargins(0, 0, 0, 0);
+    previewLayout->addWidget(picPreviewSmall, 1);
+    previewLayout->addLayout(controls);
+
+    tmFilePreview = new QTimer(this);
+    tmFilePreview->setObjectName(QStringLiteral("tmFilePreview"));
+    tmFilePreview->setInterval(100);
+    connect(tmFilePreview, &QTimer::timeout, this, [this] { tmFilePreview_Timer(); });
+
+    // The list over the facts and the preview, in proportion to the panel.
+    auto* bottom = new QSplitter(Qt::Horizontal, this);
+    bottom->addWidget(fmeMediaInfo);
+    bottom->addWidget(previewBox);
+    bottom->setStretchFactor(0, 3);
+    bottom->setStretchFactor(1, 2);
+    auto* split = new QSplitter(Qt::Vertical, this);
+    split->addWidget(lvwMediaList);
+    split->addWidget(bottom);
+    split->setStretchFactor(0, 3);
+    split->setStretchFactor(1, 2);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(2, 2, 2, 2);
+    layout->addWidget(split);
+}
+
+frmMediaList::~frmMediaList()
+{
+    // The preview hands frames to picPreviewSmall from its own thread: stop it first.
+    if (Engine) {
+        tmFilePreview->stop();
+        FilePreview().SetOwnerWindow(nullptr);
+        FilePreview().Close();
+    }
+}
+
+void frmMediaList::Load()
+{
+    if (m_loaded || !mdiTarnwick::exists())
+        return;
+    m_loaded = true;
+    mdiTarnwick* main = mdiTarnwick::instance();
+    main->SetCommand(QStringLiteral("mnuFileOpen"), [] {
+        BusyOpening = true;
+        moduleTarnwick::OnFileOpenClick();
+        BusyOpening = false;
+        ProjectModified = true;
+        MediaListDirty = true;
+    });
+    main->SetCommand(QStringLiteral("mnuFileClose"), [] { moduleTarnwick::OnFileCloseClick(); });
+    main->SetCommand(QStringLiteral("mnuFilePreview"), [this] { OnLvwMediaListDblClick(); });
+    main->mnuFileRF().SetHandler([main](int index) {
+        QmTrap::Run(kModule, QStringLiteral("mnuFileRF_Click"),
+                    [&] { moduleTarnwick::OpenResentFile(main->mnuFileRF().Caption(index)); });
+    });
+    main->SetCommand(QStringLiteral("mnuFileRF"), [] {});
+    const std::pair<const char*, int> views[] = {{"mnuViewML_LargeIcon", QmListView::LargeIcons},
+                                                 {"mnuViewML_SmallIcon", QmListView::SmallIcons},
+                                                 {"mnuViewML_List", QmListView::List},
+                                                 {"mnuViewML_Detail", QmListView::Report}};
+    for (const auto& [name, view] : views)
+        main->SetCommand(QString::fromLatin1(name), [this, view = view] { SetListView(view); });
+}
+
+void frmMediaList::SetListView(int view)
+{
+    lvwMediaList->SetView(static_cast<QmListView::View>(view));
+    if (!mdiTarnwick::exists())
+        return;
+    static const char* const items[] = {"mnuViewML_LargeIcon", "mnuViewML_SmallIcon", "mnuViewML_List", "mnuViewML_Detail"};
+    static const char* const buttons[] = {"LARGE_ICONS", "SMALL_ICONS", "LIST", "DETAIL"};
+    for (int i = 0; i < 4; ++i) {
+        mdiTarnwick::instance()->Item(QString::fromLatin1(items[i]))->setChecked(i == view);
+        mdiTarnwick::instance()->ToolButton(QString::fromLatin1(buttons[i]))->setChecked(i == view);
+    }
+}
+
+void frmMediaList::SetFileInformationCaptions()
+{
+    lblFile->setText(QStringLiteral("File name"));
+    const QStringList captions = {QStringLiteral("Path"), QStringLiteral("Size"), QStringLiteral("Created On"),
+                                  QStringLiteral("File type"), QStringLiteral("Streams")};
+    for (int i = 0; i < 5; ++i)
+        lblInfo[i]->setText(captions[i]);
+}
+
+void frmMediaList::ClearFileInformation()
+{
+    lblFile->clear();
+    for (QLabel* label : lblInfo)
+        label->clear();
+    lblFileDisplay->clear();
+    for (QLabel* label : lblInfoDisplay)
+        label->clear();
+}
+
+void frmMediaList::SetPlayPicture(const QString& key)
+{
+    m_playPicture = key;
+    cmdPlay->setIcon(QmIcon(key));
+    cmdPlay->setToolTip(key == u"PLAY" ? QStringLiteral("Play") : QStringLiteral("Stop"));
+}
+
+void frmMediaList::ClearMediaListSelections()
+{
+    for (int row = 0; row < lvwMediaList->Count(); ++row)
+        lvwMediaList->SetSelected(row, false);
+}
+
+void frmMediaList::SetSliderQuietly(int value)
+{
+    m_settingSlider = true;
+    sldFilePreview->setValue(value);
+    m_settingSlider = false;
+}
+
+void frmMediaList::OnLvwMediaListClick()
+{
+    QmTrap::Run(
+        kModule, QStringLiteral("OnLvwMediaListClick"),
+        [this] {
+            const int row = lvwMediaList->SelectedRow();
+            const QString rowText = row >= 0 ? lvwMediaList->Text(row) : QString();
+            Status(QStringLiteral("Selected file: \"") + rowText + QStringLiteral("\". Total Files in Media List: ") +
+                   QString::number(lvwMediaList->Count()) + u'.');
+            if (lvwMediaList->Count() > 0 && row >= 0) {
+                picPreviewSmall->ClearFrame();
+                SetFileInformationCaptions();
+                lblFileDisplay->setText(rowText);
+                QString path;
+                Eng<ITWCoreRoot>().GetFileName(FileCollection.Item(row + 1), 250, path);
+                path = path.trimmed();
+                Eng<ITWStreamInfo>().OpenFileInfo(path, 0);
+                lblInfoDisplay[0]->setText(path);
+                lblInfoDisplay[1]->setText(moduleUtilities::FileSizeUnitConversion(QmFiles::FileLen(path)));
+                lblInfoDisplay[2]->setText(QLocale::system().toString(QmFiles::FileDateTime(path), QLocale::ShortFormat));
+                lblInfoDisplay[3]->setText(path.split(u'.').last().toUpper());
+                lblInfoDisplay[4]->setText(QString::number(Eng<ITWStreamInfo>().GetStreamCount()));
+
+                const QString mediaClass = lvwMediaList->SubItem(row, 1);
+                auto& player = FilePreview();
+                // The video window, one pixel in from the picture's frame.
+                const QRect window(1, 1, picPreviewSmall->width() - 3, picPreviewSmall->height() - 2);
+                sldFilePreview->setVisible(mediaClass != u"Image");
+                player.SetOwnerWindow(picPreviewSmall);
+                player.ResetPlayer();
+                player.OpenFile(path);
+                if (mediaClass != u"Audio")
+                    player.SetVideoWindow(window.x(), window.y(), window.width(), window.height());
+                SetPlayPicture(QStringLiteral("PLAY"));
+                FilePlaying = false;
+                const int32_t duration = player.GetDuration();
+                m_settingSlider = true;
+                if (duration > sldFilePreview->minimum())
+                    sldFilePreview->setMaximum(duration);
+                sldFilePreview->setValue(0);
+                m_settingSlider = false;
+                if (mediaClass != u"Audio")
+                    player.ShowFirstFrame();
+            }
+            cmdPlay->setVisible(!sldFilePreview->isHidden());
+        },
+        [](const QmError& e) {
+            switch (e.Number()) {
+            case QmErr::FileNotFound:
+                MsgBox(QStringLiteral("The selected file is missing."), QmMsgBox::Icon::Information);
+                return true;
+            case QmErr::BadFileName:
+                MsgBox(QStringLiteral("Invalid file name."), QmMsgBox::Icon::Information);
+                return true;
+            case QmErr::PathNotFound:
+                MsgBox(QStringLiteral("Path not found."), QmMsgBox::Icon::Information);
+                return true;
+            default:
+                return false;
+            }
+        });
+}
+
+void frmMediaList::OnLvwMediaListDblClick()
+{
+    QmTrap::Run(kModule, QStringLiteral("OnLvwMediaListDblClick"), [this] {
+        const int row = lvwMediaList->SelectedRow();
+        if (lvwMediaList->Count() == 0 || row < 0)
+            return;
+        QString path;
+        Eng<ITWCoreRoot>().GetFileName(FileCollection.Item(row + 1), 260, path);
+        QmDesktop::Open(path.trimmed());
+    });
+}
+
+void frmMediaList::lvwMediaList_Click()
+{
+    if (InSelectionUpdate)
+        return;
+    InSelectionUpdate = true;
+    tmFilePreview->stop();
+    OnLvwMediaListClick();
+    if (RightClickPending && mdiTarnwick::exists()) {
+        RightClickPending = false;
+        mdiTarnwick::instance()->mnuMediaListContext()->popup(QCursor::pos());
+    }
+    InSelectionUpdate = false;
+}
+
+void frmMediaList::cmdPlay_Click()
+{
+    QmTrap::Run(kModule, QStringLiteral("cmdPlay_Click"), [this] {
+        auto& player = FilePreview();
+        // Nothing playable: the click acts as a stop.
+        if (player.GetDuration() == 0)
+            FilePlaying = true;
+        if (!FilePlaying) {
+            FilePlaying = true;
+            SetPlayPicture(QStringLiteral("STOP"));
+            tmFilePreview->start();
+            player.Play();
+        } else {
+            FilePlaying = false;
+            SetPlayPicture(QStringLiteral("PLAY"));
+            tmFilePreview->stop();
+            player.Stop();
+        }
+    });
+}
+
+void frmMediaList::tmFilePreview_Timer()
+{
+    QmTrap::Run(kModule, QStringLiteral("tmFilePreview_Timer*"), [this] {
+        auto& player = FilePreview();
+        if (sldFilePreview->value() == sldFilePreview->maximum()) {
+            tmFilePreview->stop();
+            FilePlaying = false;
+            SetPlayPicture(QStringLiteral("PLAY"));
+            player.Stop();
+            player.Rewind();
+        }
+        SetSliderQuietly(player.GetPosition());
+    });
+}
+
+void frmMediaList::sldFilePreview_Scroll()
+{
+    QmTrap::Run(kModule, QStringLiteral("sldFilePreview_Scroll"), [this] { FilePreview().Seek(sldFilePreview->value()); });
+}
+
+bool frmMediaList::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::MouseMove) {
+        if (watched == picPreviewSmall)
+            Status(QStringLiteral("Instant preview of the currently selected media file"));
+        else
+            Status(QStringLiteral("File information of the currently selected media file"));
+    }
+    return QmPanel::eventFilter(watched, event);
 }

@@ -11,7 +11,7 @@ QM_PACKAGES="cmake ninja-build ccache g++ pkg-config
   libmlt++-dev libmlt-dev melt frei0r-plugins
   libavformat-dev libavcodec-dev libavdevice-dev libavutil-dev libavfilter-dev
   libswscale-dev libswresample-dev
-  libpugixml-dev ffmpeg"
+  libsdl2-dev libpugixml-dev ffmpeg"
 
 qm_install_missing() {
   missing=""

@@ -486,6 +486,7 @@ void mdiTarnwick::Load()
 {
     QmTrap::Run(kModule, QStringLiteral("MDIForm_Load"), [this] {
         AddPanel(frmMediaList::instance(), "mnuViewMediaList");
+        frmMediaList::instance()->Load();
         frmTimeline::instance()->Load();
         AddPanel(frmTimeline::instance(), "mnuViewTimeline");
         PanelWindow(frmTimeline::instance())->resize(PanelWindow(frmTimeline::instance())->width(),

@@ -4,6 +4,7 @@
 // into a temporary folder, message boxes, dialogues and modal forms answer from the
 // script, and a box nobody expected fails the test instead of waiting.
 #include "core/QmScript.h"
+#include "core/QmShared.h"
 
 #include <QApplication>
 #include <QStringList>
@@ -63,5 +64,7 @@ inline QStringList TakeMessageTexts()
         QApplication app(argc, argv);                                                                               \
         QmTest::EnableScript();                                                                                     \
         TestObject test;                                                                                            \
-        return QTest::qExec(&test, argc, argv);                                                                     \
+        const int failed = QTest::qExec(&test, argc, argv);                                                         \
+        QmShared::Engine.reset(); /* its players stop before MLT closes at exit */                                  \
+        return failed;                                                                                              \
     }

@@ -2,6 +2,7 @@
 
 #include <Mlt.h>
 
+#include <SDL.h>
 #include <dlfcn.h>
 
 #include <cstdlib>
@@ -26,11 +27,36 @@ std::string ModuleFolder()
     return overridden && *overridden ? overridden : QM_MLT_MODULEDIR;
 }
 
+// Whether SDL can open a sound device here. Without one, SDL's dummy driver still keeps
+// time, so pictures play at their pace in silence.
+bool SoundDeviceOpens()
+{
+    if (SDL_InitSubSystem(SDL_INIT_AUDIO) != 0)
+        return false;
+    SDL_AudioSpec want{};
+    SDL_AudioSpec have{};
+    want.freq = 48000;
+    want.format = AUDIO_S16SYS;
+    want.channels = 2;
+    want.samples = 1024;
+    const SDL_AudioDeviceID device = SDL_OpenAudioDevice(nullptr, 0, &want, &have, 0);
+    if (device != 0)
+        SDL_CloseAudioDevice(device);
+    SDL_QuitSubSystem(SDL_INIT_AUDIO);
+    return device != 0;
+}
+
 bool StartOnce()
 {
-    // Debian's MLT carries modules built on Qt 5; they must never load into
-    // Quillmont's Qt 6 process.
-    setenv("MLT_REPOSITORY_DENY", "libmltqt:libmltglaxnimate", 1);
+    // Debian's MLT carries modules built on Qt 5, which must never load into
+    // Quillmont's Qt 6 process, and others Quillmont does not use.
+    setenv("MLT_REPOSITORY_DENY",
+           "libmltqt:libmltglaxnimate:libmltjackrack:libmltmovit:libmltopencv:libmltvidstab:libmltrubberband:"
+           "libmltsox:libmltxine:libmltdecklink:libmltgdk:libmltkdenlive:libmltrtaudio:libmltsdl:libmltoldfilm:"
+           "libmltvorbis:libmltnormalize",
+           1);
+    if (!SoundDeviceOpens())
+        setenv("SDL_AUDIODRIVER", "dummy", 1);
     mlt_log_set_level(MLT_LOG_QUIET);
     Mlt::Repository* repository = Mlt::Factory::init();
     if (!repository)

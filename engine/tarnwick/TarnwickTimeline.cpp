@@ -3,6 +3,7 @@
 #include "core/QmNumbers.h"
 #include "engine/tarnwick/MltRuntime.h"
 #include "engine/tarnwick/SystemFacts.h"
+#include "engine/tarnwick/TarnwickFilePreview.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -27,8 +28,19 @@ int32_t DurationMs(const StreamFacts& facts)
 
 } // namespace
 
-TarnwickTimeline::TarnwickTimeline() = default;
+TarnwickTimeline::TarnwickTimeline()
+    : m_filePreview(std::make_unique<TarnwickFilePreview>())
+{
+}
+
 TarnwickTimeline::~TarnwickTimeline() = default;
+
+ITWObject* TarnwickTimeline::QueryInterface(const std::type_info& interface)
+{
+    if (interface == typeid(ITWFilePreview))
+        return m_filePreview.get();
+    return nullptr;
+}
 
 // ---------------------------------------------------------------- ITWCoreRoot
 

@@ -8,6 +8,10 @@
 #include "engine/tarnwick/MediaProbe.h"
 #include "engine/tarnwick/TimelineModel.h"
 
+#include <memory>
+
+class TarnwickFilePreview;
+
 #include <map>
 
 // Quillmont's timeline engine: the one object behind every ITW interface. It keeps
@@ -108,6 +112,9 @@ public:
     void OpenFileInfo(const QString& path, int32_t flags) override;
     int32_t GetStreamCount() override;
 
+    // The players answer for their interfaces through parts of their own.
+    ITWObject* QueryInterface(const std::type_info& interface) override;
+
     // For the engine's own renderers.
     const Tarnwick::TimelineModel& Model() const { return m_model; }
 
@@ -138,4 +145,5 @@ private:
     int32_t m_selectedStream = 0;
     Tarnwick::MediaFacts m_fileInfo; // the file named by OpenFileInfo
     int32_t m_nextHandle = 1;
+    std::unique_ptr<TarnwickFilePreview> m_filePreview;
 };

@@ -1,0 +1,234 @@
+#include "engine/tarnwick/MltPlayer.h"
+
+#include "engine/ITWVideoSurface.h"
+#include "engine/tarnwick/MltRuntime.h"
+
+#include <Mlt.h>
+
+#include <QFile>
+
+#include <cmath>
+
+namespace Tarnwick {
+
+namespace {
+
+constexpr int kFps = 25;
+constexpr int kMaxWidth = 640;
+
+// The picture of a frame as a QImage of its own.
+QImage ImageOf(Mlt::Frame& frame)
+{
+    mlt_image_format format = mlt_image_rgba;
+    int width = 0, height = 0;
+    const uint8_t* data = frame.get_image(format, width, height);
+    if (!data || width <= 0 || height <= 0)
+        return {};
+    return QImage(data, width, height, width * 4, QImage::Format_RGBA8888).copy();
+}
+
+void OnFrameShow(mlt_properties, void* player, mlt_event_data data)
+{
+    static_cast<MltPlayer*>(player)->FrameShown(mlt_event_data_to_frame(data));
+}
+
+void SetProfile(Mlt::Profile& profile, int width, int height)
+{
+    if (width <= 0 || height <= 0)
+        width = 320, height = 240;
+    if (width > kMaxWidth) {
+        height = static_cast<int>(std::lround(height * static_cast<double>(kMaxWidth) / width));
+        width = kMaxWidth;
+    }
+    width += width & 1; // the scalers want even sizes
+    height += height & 1;
+    mlt_profile p = profile.get_profile();
+    p->width = width;
+    p->height = height;
+    p->frame_rate_num = kFps;
+    p->frame_rate_den = 1;
+    p->sample_aspect_num = 1;
+    p->sample_aspect_den = 1;
+    p->display_aspect_num = width;
+    p->display_aspect_den = height;
+    p->progressive = 1;
+    profile.set_explicit(1);
+}
+
+} // namespace
+
+MltPlayer::MltPlayer() = default;
+
+MltPlayer::~MltPlayer()
+{
+    Unload();
+}
+
+bool MltPlayer::LoadFile(const QString& path, int width, int height, bool showsPictures)
+{
+    Unload();
+    if (!MltRuntime::Start())
+        return false;
+    m_profile = std::make_unique<Mlt::Profile>();
+    SetProfile(*m_profile, width, height);
+    const QByteArray native = QFile::encodeName(path);
+    auto producer = std::make_unique<Mlt::Producer>(*m_profile, "avformat", native.constData());
+    if (!producer->is_valid()) {
+        m_profile.reset();
+        return false;
+    }
+    // At its end a file holds its last frame rather than looping.
+    producer->set("eof", "pause");
+    m_producer = std::move(producer);
+    m_showsPictures = showsPictures;
+    m_shownFrame = 0;
+
+    m_consumer = std::make_unique<Mlt::Consumer>(*m_profile, "sdl2_audio");
+    if (!m_consumer->is_valid()) {
+        Unload();
+        return false;
+    }
+    m_consumer->set("terminate_on_pause", 0);
+    m_consumer->set("real_time", 1);
+    m_consumer->set("frequency", 48000);
+    m_consumer->set("channels", 2);
+    m_consumer->connect(*m_producer);
+    m_showEvent.reset(m_consumer->listen("consumer-frame-show", this, OnFrameShow));
+    return true;
+}
+
+void MltPlayer::Unload()
+{
+    if (m_consumer) {
+        m_consumer->stop();
+        m_showEvent.reset();
+        m_consumer.reset();
+    }
+    m_producer.reset();
+    m_profile.reset();
+    m_playing = false;
+}
+
+bool MltPlayer::Play()
+{
+    if (!m_consumer)
+        return false;
+    if (m_playing)
+        return true;
+    m_producer->set_speed(1.0);
+    m_playing = m_consumer->start() == 0;
+    return m_playing;
+}
+
+bool MltPlayer::Stop()
+{
+    if (!m_consumer)
+        return false;
+    if (m_playing) {
+        m_consumer->stop();
+        m_consumer->purge();
+        m_playing = false;
+        // The consumer reads ahead: what is kept is what was last shown.
+        m_producer->seek(m_shownFrame);
+    }
+    m_producer->set_speed(0.0);
+    return true;
+}
+
+bool MltPlayer::Seek(int32_t frame)
+{
+    if (!m_producer)
+        return false;
+    frame = std::max(0, frame);
+    if (m_playing)
+        m_consumer->purge();
+    m_producer->seek(frame);
+    m_shownFrame = frame;
+    if (!m_playing && m_showsPictures)
+        ShowFrame(frame);
+    return true;
+}
+
+int32_t MltPlayer::Position() const
+{
+    if (!m_producer)
+        return 0;
+    return m_playing ? m_shownFrame.load() : m_producer->position();
+}
+
+int32_t MltPlayer::Length() const
+{
+    return m_producer ? m_producer->get_length() : 0;
+}
+
+QImage MltPlayer::RenderFrame(int32_t frame)
+{
+    if (!m_producer || m_playing)
+        return {};
+    m_producer->seek(frame);
+    std::unique_ptr<Mlt::Frame> rendered(m_producer->get_frame());
+    QImage image = rendered ? ImageOf(*rendered) : QImage();
+    m_producer->seek(frame); // taking a frame moved the producer on
+    return image;
+}
+
+bool MltPlayer::ShowFrame(int32_t frame)
+{
+    const QImage image = RenderFrame(frame);
+    if (image.isNull())
+        return false;
+    std::lock_guard lock(m_surfaceMutex);
+    if (m_surface)
+        m_surface->PresentFrame(image, m_window);
+    m_shownFrame = frame;
+    return true;
+}
+
+void MltPlayer::SetSurface(ITWVideoSurface* surface)
+{
+    std::lock_guard lock(m_surfaceMutex);
+    m_surface = surface;
+}
+
+void MltPlayer::SetVideoWindow(const QRect& window)
+{
+    std::lock_guard lock(m_surfaceMutex);
+    m_window = window;
+}
+
+double MltPlayer::Fps() const
+{
+    return kFps;
+}
+
+int32_t MltPlayer::MsToFrame(int32_t ms) const
+{
+    return static_cast<int32_t>(std::lround(ms * Fps() / 1000.0));
+}
+
+int32_t MltPlayer::FrameToMs(int32_t frame) const
+{
+    return static_cast<int32_t>(std::lround(frame * 1000.0 / Fps()));
+}
+
+void MltPlayer::FrameShown(void* frame)
+{
+    if (!frame)
+        return;
+    Mlt::Frame wrapped(static_cast<mlt_frame>(frame));
+    m_shownFrame = wrapped.get_position();
+    if (m_showsPictures)
+        Present(wrapped);
+}
+
+void MltPlayer::Present(Mlt::Frame& frame)
+{
+    const QImage image = ImageOf(frame);
+    if (image.isNull())
+        return;
+    std::lock_guard lock(m_surfaceMutex);
+    if (m_surface)
+        m_surface->PresentFrame(image, m_window);
+}
+
+} // namespace Tarnwick

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QImage>
+#include <QRect>
+#include <QString>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+class ITWVideoSurface;
+
+namespace Mlt {
+class Consumer;
+class Event;
+class Frame;
+class Producer;
+class Profile;
+} // namespace Mlt
+
+namespace Tarnwick {
+
+// A player on MLT: a producer played in real time with its sound through SDL, its
+// pictures handed to a surface as they are due. Positions are frames of the player's
+// profile; the callers speak milliseconds through MsToFrame and FrameToMs.
+class MltPlayer
+{
+public:
+    MltPlayer();
+    ~MltPlayer();
+
+    // A file, on a profile of its own frame size (at most 640 pixels wide) and 25
+    // frames a second. False when MLT cannot play it.
+    bool LoadFile(const QString& path, int width, int height, bool showsPictures);
+    void Unload();
+    bool Loaded() const { return static_cast<bool>(m_producer); }
+
+    bool Play();
+    bool Stop();
+    bool Playing() const { return m_playing; }
+    bool Seek(int32_t frame);
+    int32_t Position() const;
+    int32_t Length() const;
+    // Renders the frame at position and shows it, while stopped.
+    bool ShowFrame(int32_t frame);
+    // The frame at position as a picture, while stopped.
+    QImage RenderFrame(int32_t frame);
+
+    void SetSurface(ITWVideoSurface* surface);
+    void SetVideoWindow(const QRect& window);
+
+    double Fps() const;
+    int32_t MsToFrame(int32_t ms) const;
+    int32_t FrameToMs(int32_t frame) const;
+
+    // A frame shown by the consumer, on its thread (an mlt_frame).
+    void FrameShown(void* frame);
+
+private:
+    void Present(Mlt::Frame& frame);
+
+    std::unique_ptr<Mlt::Profile> m_profile;
+    std::unique_ptr<Mlt::Producer> m_producer;
+    std::unique_ptr<Mlt::Consumer> m_consumer;
+    std::unique_ptr<Mlt::Event> m_showEvent;
+    bool m_showsPictures = false;
+    bool m_playing = false;
+    std::atomic<int32_t> m_shownFrame{0};
+
+    std::mutex m_surfaceMutex;
+    ITWVideoSurface* m_surface = nullptr;
+    QRect m_window;
+};
+
+} // namespace Tarnwick

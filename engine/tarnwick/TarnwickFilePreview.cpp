@@ -1,0 +1,87 @@
+#include "engine/tarnwick/TarnwickFilePreview.h"
+
+#include "engine/tarnwick/MediaProbe.h"
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Tarnwick;
+
+void TarnwickFilePreview::SetOwnerWindow(ITWVideoSurface* surface)
+{
+    m_player.SetSurface(surface);
+}
+
+bool TarnwickFilePreview::ResetPlayer()
+{
+    m_player.Unload();
+    m_durationMs = 0;
+    m_still = false;
+    return true;
+}
+
+bool TarnwickFilePreview::OpenFile(const QString& path)
+{
+    ResetPlayer();
+    const MediaFacts facts = ProbeMedia(path);
+    if (!facts.opened || facts.streams.empty())
+        return false;
+    const auto video = std::find_if(facts.streams.begin(), facts.streams.end(), [](const StreamFacts& s) { return s.isVideo; });
+    double seconds = 0.0;
+    for (const StreamFacts& s : facts.streams)
+        seconds = std::max(seconds, s.duration);
+    const bool hasVideo = video != facts.streams.end();
+    if (!m_player.LoadFile(path, hasVideo ? video->width : 0, hasVideo ? video->height : 0, hasVideo))
+        return false;
+    m_still = hasVideo && video->still;
+    m_durationMs = static_cast<int32_t>(std::lround(seconds * 1000.0));
+    return true;
+}
+
+void TarnwickFilePreview::Close()
+{
+    ResetPlayer();
+}
+
+bool TarnwickFilePreview::Play()
+{
+    // A still has nothing to play, and an empty file nothing either.
+    if (m_still || m_durationMs == 0)
+        return false;
+    return m_player.Play();
+}
+
+bool TarnwickFilePreview::Stop()
+{
+    return m_player.Stop();
+}
+
+void TarnwickFilePreview::SetVideoWindow(int32_t left, int32_t top, int32_t width, int32_t height)
+{
+    m_player.SetVideoWindow(QRect(left, top, width, height));
+}
+
+bool TarnwickFilePreview::Seek(int32_t position)
+{
+    return m_player.Seek(m_player.MsToFrame(std::clamp(position, 0, m_durationMs)));
+}
+
+bool TarnwickFilePreview::Rewind()
+{
+    return Seek(0);
+}
+
+int32_t TarnwickFilePreview::GetDuration()
+{
+    return m_player.Loaded() ? m_durationMs : 0;
+}
+
+int32_t TarnwickFilePreview::GetPosition()
+{
+    return std::min(m_player.FrameToMs(m_player.Position()), GetDuration());
+}
+
+bool TarnwickFilePreview::ShowFirstFrame()
+{
+    return m_player.ShowFrame(m_player.Position());
+}
