@@ -321,26 +321,27 @@ bool IsTimelineEmpty()
     return OverlayTrack == 0 || tl.GetSourceCount(OverlayTrack) == 0;
 }
 
-int16_t GetSequenceNumberFromPos(int32_t track, int32_t pos)
+// The item of a list that holds pos, both ends inside: the earlier of two that touch.
+static int16_t SequenceAt(const QString& function, int32_t track, int32_t pos,
+                          bool (ITWTimeline::*times)(int32_t, int16_t, int32_t&, int32_t&))
 {
-    return QmTrap::Value<int16_t>(kModule, QStringLiteral("GetSequenceNumberFromPos"), -1, [&]() -> int16_t {
+    return QmTrap::Value<int16_t>(kModule, function, -1, [&]() -> int16_t {
         int32_t start = 0, stop = 0;
-        for (int16_t seq = 0; Tl().GetSourceTimes(track, seq, start, stop); ++seq)
+        for (int16_t seq = 0; (Tl().*times)(track, seq, start, stop); ++seq)
             if (start <= pos && pos <= stop)
                 return seq;
         return -1;
     });
 }
 
+int16_t GetSequenceNumberFromPos(int32_t track, int32_t pos)
+{
+    return SequenceAt(QStringLiteral("GetSequenceNumberFromPos"), track, pos, &ITWTimeline::GetSourceTimes);
+}
+
 int16_t GetSequenceNumberAtPosEffect(int32_t track, int32_t pos)
 {
-    return QmTrap::Value<int16_t>(kModule, QStringLiteral("GetSequenceNumberAtPosEffect"), -1, [&]() -> int16_t {
-        int32_t start = 0, stop = 0;
-        for (int16_t seq = 0; Tl().GetEffectTimes(track, seq, start, stop); ++seq)
-            if (start <= pos && pos <= stop)
-                return seq;
-        return -1;
-    });
+    return SequenceAt(QStringLiteral("GetSequenceNumberAtPosEffect"), track, pos, &ITWTimeline::GetEffectTimes);
 }
 
 void ClearMFSTSubSelections()
