@@ -31,7 +31,11 @@ bool TarnwickFilePreview::OpenFile(const QString& path)
     for (const StreamFacts& s : facts.streams)
         seconds = std::max(seconds, s.duration);
     const bool hasVideo = video != facts.streams.end();
-    if (!m_player.LoadFile(path, hasVideo ? video->width : 0, hasVideo ? video->height : 0, hasVideo))
+    // FFmpeg's image2 reader hands its one picture out once, and MLT seeks before it
+    // decodes: a JPEG or TGA would show MLT's blank test card. Looped, the picture stays.
+    const bool looped = facts.formatName == u"image2" && !path.contains(u'?');
+    const QString resource = looped ? QStringLiteral("image2:") + path + QStringLiteral("?loop=1") : path;
+    if (!m_player.LoadFile(resource, hasVideo ? video->width : 0, hasVideo ? video->height : 0, hasVideo))
         return false;
     m_still = hasVideo && video->still;
     m_durationMs = static_cast<int32_t>(std::lround(seconds * 1000.0));
@@ -78,7 +82,12 @@ int32_t TarnwickFilePreview::GetDuration()
 
 int32_t TarnwickFilePreview::GetPosition()
 {
-    return std::min(m_player.FrameToMs(m_player.Position()), GetDuration());
+    const int32_t frame = m_player.Position();
+    // The last frame stands for the rest of the file: at the end the position is the
+    // length, which is what the media list's timer waits for to stop and rewind.
+    if (m_player.Loaded() && !m_still && frame >= m_player.Length() - 1)
+        return GetDuration();
+    return std::min(m_player.FrameToMs(frame), GetDuration());
 }
 
 bool TarnwickFilePreview::ShowFirstFrame()
