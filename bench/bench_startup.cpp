@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QProcess>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -97,6 +98,9 @@ int main(int argc, char* argv[])
     const QString quillmont = QString::fromLocal8Bit(argv[1]);
     const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 7;
     QTemporaryDir root;
+    // No tutorial in the browser at each start.
+    QSettings(root.path() + QStringLiteral("/config/quillmont.ini"), QSettings::IniFormat)
+        .setValue(QStringLiteral("Quillmont 1.1/Save Options/Tutorial"), QStringLiteral("1"));
 
     auto series = [&](const QString& program, const QStringList& arguments, const char* name) {
         Measure(program, arguments, root.path()); // warms the file cache

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr int kIconKeyRole = Qt::UserRole + 1;
+constexpr int kItemKeyRole = Qt::UserRole + 2;
 constexpr const char* kRowsMime = "application/x-quillmont-rows";
 
 } // namespace
@@ -171,6 +172,18 @@ QString QmListView::IconKey(int row) const
 {
     const QStandardItem* item = m_model->item(row, 0);
     return item ? item->data(kIconKeyRole).toString() : QString();
+}
+
+QString QmListView::ItemKey(int row) const
+{
+    const QStandardItem* item = m_model->item(row, 0);
+    return item ? item->data(kItemKeyRole).toString() : QString();
+}
+
+void QmListView::SetItemKey(int row, const QString& key)
+{
+    if (QStandardItem* item = m_model->item(row, 0))
+        item->setData(key, kItemKeyRole);
 }
 
 bool QmListView::Selected(int row) const

@@ -39,6 +39,9 @@ public:
     QString SubItem(int row, int column) const;
     void SetSubItem(int row, int column, const QString& text);
     QString IconKey(int row) const;
+    // A row's key, as the program names items by it.
+    QString ItemKey(int row) const;
+    void SetItemKey(int row, const QString& key);
 
     bool Selected(int row) const;
     void SetSelected(int row, bool selected);

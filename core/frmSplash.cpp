@@ -129,4 +129,5 @@ void frmSplash::Load()
     Unload();
     main->show();
     QApplication::processEvents();
+    main->StartTutorialIfWanted();
 }

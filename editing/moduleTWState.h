@@ -14,5 +14,30 @@ bool IsTrackDisabled(int32_t track);
 bool IsEffectLocked(int32_t track);
 bool IsEffectDisabled(int32_t track);
 bool IsEffectSelected(int32_t track);
+// Some item of the track has the engine's selected flag (and the timeline is not empty).
+bool IsAnySourceSelected(int32_t track);
+bool IsAnyEffectSelected(int32_t track);
+
+// The whole timeline.
+bool IsTimelineEmpty();
+bool IsVideoTrackEmpty();
+bool IsEffectTrackEmpty();
+bool IsOverlayTrackEmpty();
+// A selected source on any audio track.
+bool IsAudioSourceSelected();
+// A selected source on the first (audioTrack 1) or second (audioTrack 2) audio track.
+bool IsAudioSourceSelected(int audioTrack);
+bool IsVideoSourceSelected();
+bool IsOverlaySourceSelected();
+// Cut, copy, delete and crop have something to work on: selected items when the
+// selection sliders are hidden, a linked, unlocked track with items under them when
+// they are shown.
+bool IsEditingValid();
+// A selected source whose timeline length differs from its media length.
+bool IsRestoreSizeValid();
+// A selected source on an unlocked overlay track, with the sliders hidden.
+bool IsSetOverlayTransparencyValid();
+// Exactly one row of the media list is selected.
+bool IsOneMediaFileSelected();
 
 } // namespace moduleTWState

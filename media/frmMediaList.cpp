@@ -72,6 +72,9 @@ frmMediaList::frmMediaList()
     for (auto [column, width] : {std::pair{0, 170}, std::pair{1, 80}, std::pair{2, 95}, std::pair{3, 135}, std::pair{4, 85}})
         lvwMediaList->SetColumnWidth(column, width);
     lvwMediaList->SetDragPixmap(QmIcon(QStringLiteral("DRAG_MEDIA")).pixmap(32, 32));
+    lvwMediaList->setWhatsThis(QStringLiteral(
+        "The media list: every file you opened, with its type, length and particulars. Click a file to see its "
+        "facts and preview it below; double-click to open it in your desktop's player; drag it onto the timeline."));
     connect(lvwMediaList, &QmListView::MouseDown, this, [this](Qt::MouseButton b) { RightClickPending = b == Qt::RightButton; });
     connect(lvwMediaList, &QmListView::Click, this, [this] { lvwMediaList_Click(); });
     connect(lvwMediaList, &QmListView::DblClick, this, [this] { OnLvwMediaListDblClick(); });
@@ -125,15 +128,18 @@ frmMediaList::frmMediaList()
     picPreviewSmall->setMinimumSize(120, 90);
     picPreviewSmall->setMouseTracking(true);
     picPreviewSmall->installEventFilter(this);
+    picPreviewSmall->setWhatsThis(QStringLiteral("The instant preview of the file selected in the media list."));
     cmdPlay = new QToolButton(previewBox);
     cmdPlay->setObjectName(QStringLiteral("cmdPlay"));
     cmdPlay->setIconSize(QSize(16, 16));
     cmdPlay->setAutoRaise(true);
     SetPlayPicture(QStringLiteral("STOP"));
     connect(cmdPlay, &QToolButton::clicked, this, [this] { cmdPlay_Click(); });
+    cmdPlay->setWhatsThis(QStringLiteral("Plays the selected file in the instant preview, or stops it."));
     sldFilePreview = new QSlider(Qt::Horizontal, previewBox);
     sldFilePreview->setObjectName(QStringLiteral("sldFilePreview"));
     sldFilePreview->setRange(0, 10);
+    sldFilePreview->setWhatsThis(QStringLiteral("The position in the selected file; drag it to look elsewhere."));
     connect(sldFilePreview, &QSlider::valueChanged, this, [this] {
         if (!m_settingSlider)
             sldFilePreview_Scroll();
@@ -196,6 +202,7 @@ void frmMediaList::Load()
     main->mnuFileRF().SetHandler([main](int index) {
         QmTrap::Run(kModule, QStringLiteral("mnuFileRF_Click"),
                     [&] { moduleTarnwick::OpenResentFile(main->mnuFileRF().Caption(index)); });
+        main->EnableOrDisableMenuItems();
     });
     main->SetCommand(QStringLiteral("mnuFileRF"), [] {});
     const std::pair<const char*, int> views[] = {{"mnuViewML_LargeIcon", QmListView::LargeIcons},
@@ -340,6 +347,8 @@ void frmMediaList::lvwMediaList_Click()
     InSelectionUpdate = true;
     tmFilePreview->stop();
     OnLvwMediaListClick();
+    if (mdiTarnwick::exists())
+        mdiTarnwick::instance()->EnableOrDisableMenuItems();
     if (RightClickPending && mdiTarnwick::exists()) {
         RightClickPending = false;
         mdiTarnwick::instance()->mnuMediaListContext()->popup(QCursor::pos());

@@ -17,10 +17,12 @@ frmPreview::frmPreview()
     black.setColor(QPalette::Window, Qt::black);
     picDisplay->setPalette(black);
     picDisplay->setMinimumSize(160, 120);
+    picDisplay->setWhatsThis(QStringLiteral("The preview of the timeline as it stands."));
 
     sldSeekBar = new QSlider(Qt::Horizontal, this);
     sldSeekBar->setObjectName(QStringLiteral("sldSeekBar"));
     sldSeekBar->setRange(0, 10);
+    sldSeekBar->setWhatsThis(QStringLiteral("The position in the timeline; it follows the timeline's slider."));
     lblCurrentTime = new QLabel(QStringLiteral("0:00:00.000"), this);
     lblCurrentTime->setObjectName(QStringLiteral("lblCurrentTime"));
     lblDuration = new QLabel(QStringLiteral("0:00:00.000"), this);

@@ -5,12 +5,19 @@
 #include "core/QmNumbers.h"
 #include "core/QmPaths.h"
 #include "core/QmShared.h"
+#include "core/QmModal.h"
+#include "core/QmSettings.h"
 #include "core/QmTrap.h"
+#include "core/QmWeb.h"
+#include "core/QmListView.h"
+#include "editing/moduleEdit.h"
+#include "editing/moduleTWState.h"
 #include "media/frmMediaList.h"
 #include "preview/frmPreview.h"
 #include "shell/QmMenuArray.h"
 #include "shell/frmTools.h"
 #include "timeline/frmTimeline.h"
+#include "timeline/moduleTimeline.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -24,6 +31,8 @@
 #include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
+#include <QToolButton>
+#include <QUrl>
 #include <QWhatsThis>
 
 using namespace QmShared;
@@ -125,6 +134,12 @@ mdiTarnwick::mdiTarnwick()
         ArrangeByVisibility();
     });
     SetCommand(QStringLiteral("mnuHelpWhatsThis"), [] { QWhatsThis::enterWhatsThisMode(); });
+    SetCommand(QStringLiteral("mnuHelpSection"), [] { ShowHelpTopic(QStringLiteral("1_Welcome.htm")); });
+    SetCommand(QStringLiteral("mnuHelpTutorial"), [] { ShowHelpTopic(QStringLiteral("tutorial/index.html")); });
+    SetCommand(QStringLiteral("mnuHelpReportBugs"),
+               [] { QmDesktop::Open(WebHost() + QStringLiteral("/Quillmont/report_bug.aspx")); });
+    SetCommand(QStringLiteral("mnuHelpNewFeatureRequest"),
+               [] { QmDesktop::Open(WebHost() + QStringLiteral("/Quillmont/new_feature.aspx")); });
     SetCommand(QStringLiteral("mnuHelpAbout"), [] {
         MsgBox(QStringLiteral("Quillmont\r\nVersion 1.8 Release 1\r\n\r\n"
                               "A non-linear video editor: lay out video, sound and pictures on a "
@@ -428,6 +443,79 @@ void mdiTarnwick::RunCommand(const QString& menuName)
         return;
     const std::function<void()> command = it.value();
     QmTrap::Run(kModule, target + QStringLiteral("_Click"), command);
+    EnableOrDisableMenuItems();
+}
+
+QString mdiTarnwick::WebHost()
+{
+    QString host = QmSettings::GetSetting(QStringLiteral("Web"), QStringLiteral("Host"), QmWeb::Host).trimmed();
+    while (host.endsWith(u'/'))
+        host.chop(1);
+    return host.isEmpty() ? QmWeb::Host : host;
+}
+
+void mdiTarnwick::ShowHelpTopic(const QString& topic)
+{
+    const qsizetype hash = topic.indexOf(u'#');
+    QUrl page = QUrl::fromLocalFile(HelpFile + u'/' + (hash < 0 ? topic : topic.left(hash)));
+    if (hash >= 0)
+        page.setFragment(topic.mid(hash + 1));
+    QmDesktop::Open(page.toString());
+}
+
+void mdiTarnwick::OnActionsClick(const QString& caption)
+{
+    const QString command = frmTools::CommandOfAction(caption);
+    if (!command.isEmpty())
+        RunCommand(command);
+}
+
+void mdiTarnwick::EnableOrDisableMenuItems()
+{
+    QmTrap::Run(kModule, QStringLiteral("EnableOrDisableMenuItems*"), [this] {
+        using namespace moduleTWState;
+        QmListView* list = frmMediaList::instance()->lvwMediaList;
+        const bool rows = list->Count() > 0;
+        if (rows)
+            SetItemEnabled(QStringLiteral("mnuFileCloseProject"), true); // set on only, never off here
+        for (const char* name : {"mnuFileSaveProject", "mnuFileSaveProjectAs", "mnuEditAddToTimeline", "mnuFileClose"})
+            SetItemEnabled(QString::fromLatin1(name), rows);
+        SetItemEnabled(QStringLiteral("mnuFilePreview"), rows && list->SelectedRow() >= 0);
+
+        const bool timeline = !IsTimelineEmpty();
+        for (const char* name : {"mnuFileExportTimeline", "mnuEditClearTimeline", "mnuToolsSplitTimeline",
+                                 "mnuToolsPackTimelineBars"})
+            SetItemEnabled(QString::fromLatin1(name), timeline);
+
+        const bool video = !IsVideoTrackEmpty();
+        for (const char* name : {"mnuEditAddToOverlay", "mnuToolsAddText", "mnuToolsTakeSnap"})
+            SetItemEnabled(QString::fromLatin1(name), video);
+        Menu(QStringLiteral("mnuEditAddEffectToTimeline"))
+            ->menuAction()
+            ->setEnabled(video && HasCommand(QStringLiteral("mnuAddEffectFade")));
+        frmTools::instance()->cmdAdd->setEnabled(video && HasCommand(QStringLiteral("cmdAdd")));
+        SetItemEnabled(QStringLiteral("cmdAdd"), video);
+        SetItemEnabled(QStringLiteral("mnuToolsRepeatAudio"), video && IsAudioSourceSelected());
+        SetItemEnabled(QStringLiteral("mnuEditAddtoAudio2"), IsAudioSourceSelected(1));
+        SetItemEnabled(QStringLiteral("mnuEditAddtoAudio1"), IsAudioSourceSelected(2));
+        SetItemEnabled(QStringLiteral("mnuEditClearEffect"), !IsEffectTrackEmpty());
+        SetItemEnabled(QStringLiteral("mnuEditClearOverlay"), !IsOverlayTrackEmpty());
+
+        const bool editing = IsEditingValid();
+        for (const char* name : {"mnuEditCut", "mnuEditCopy", "mnuEditClear", "mnuEditCrop"})
+            SetItemEnabled(QString::fromLatin1(name), editing);
+        SetItemEnabled(QStringLiteral("mnuEditCropSources"), editing && moduleTimeline::SelSlidersVisible());
+        SetItemEnabled(QStringLiteral("mnuEditPaste"), moduleEdit::IsClipboardFilled());
+
+        // The overlay's key colour turns the stretch entries on as well; without it the
+        // selected video source decides them alone.
+        const bool overlayKey = IsSetOverlayTransparencyValid();
+        SetItemEnabled(QStringLiteral("mnuEditSetOverlayTransparency"), overlayKey);
+        SetItemEnabled(QStringLiteral("mnuEditStretchMode"), overlayKey || IsVideoSourceSelected());
+        SetItemEnabled(QStringLiteral("mnuEditRestoreSize"), IsRestoreSizeValid());
+
+        frmTools::instance()->RefreshActions();
+    });
 }
 
 void mdiTarnwick::SetItemEnabled(const QString& menuName, bool enabled)
@@ -503,12 +591,30 @@ void mdiTarnwick::Load()
         QAction* toolsCheck = Item(QStringLiteral("mnuViewTools"));
         SetCommand(toolsCheck->objectName(), [this, toolsCheck] { m_toolsDock->setVisible(toolsCheck->isChecked()); });
 
+        // The tools panel offers the actions of the panel last activated.
+        connect(m_mdiArea, &QMdiArea::subWindowActivated, this, [](QMdiSubWindow* window) {
+            if (!window || !window->widget())
+                return;
+            const QString name = window->widget()->objectName();
+            const int16_t context = name == u"frmMediaList" ? 0 : name == u"frmPreview" ? 1 : name == u"frmTimeline" ? 2 : -1;
+            if (context >= 0)
+                frmTools::instance()->SetActiveContext(context);
+        });
+
         ProjectLoadLock = false;
+        EnableOrDisableMenuItems();
         for (QMdiSubWindow* window : m_panelWindows)
             window->show();
         ArrangeAllVisible();
         QApplication::processEvents();
     });
+}
+
+void mdiTarnwick::StartTutorialIfWanted()
+{
+    const QString tutorial = QmSettings::GetSetting(QStringLiteral("Save Options"), QStringLiteral("Tutorial"), QString());
+    if (tutorial.isEmpty() || tutorial == u"0")
+        RunCommand(QStringLiteral("mnuHelpTutorial"));
 }
 
 void mdiTarnwick::PlaceTimelineAndTop(std::initializer_list<TopPanel> top)

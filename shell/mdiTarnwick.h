@@ -33,6 +33,9 @@ public:
 
     // The form's load: loads the panels in their order and places them.
     void Load();
+    // Opens the tutorial while the "Tutorial" setting is "" or "0" (the main window's
+    // last step of loading).
+    void StartTutorialIfWanted();
 
     // A menu entry, pop-up entry or tool button (tool buttons by their key, inside tbr).
     QAction* Item(const QString& name) const;
@@ -50,6 +53,16 @@ public:
     void RunCommand(const QString& menuName);
     // Enables an entry, its pop-up twins and its tool button, if it has a command.
     void SetItemEnabled(const QString& menuName, bool enabled);
+    // Brings every entry's enabled state in line with the timeline and the media list,
+    // then the tools panel's actions.
+    void EnableOrDisableMenuItems();
+    // Runs the command a node of the tools panel names by its text.
+    void OnActionsClick(const QString& caption);
+    // Opens a page of the help in the desktop's browser ("1_Welcome.htm",
+    // "3_6A_1_2_Capture_Menu.htm#Options").
+    static void ShowHelpTopic(const QString& topic);
+    // The web host of the report and request pages: the setting "Web"/"Host".
+    static QString WebHost();
 
     // Status bar: panel 1 (the hint and progress text) and the panels by key
     // (SLIDER_POS, DURATION, SELECTION).

@@ -7,6 +7,7 @@
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWMediaFiles.h"
+#include "engine/ITWTimeline.h"
 #include "media/frmMediaList.h"
 #include "media/moduleTarnwick.h"
 #include "preview/frmPreview.h"
@@ -295,6 +296,15 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
         const QString entry = QString::fromLatin1(name);
         main->SetCommand(entry, [this, entry] { m_ran << entry; });
     }
+    // The menus follow the timeline after every command: cutting wants something to cut.
+    auto& tl = Eng<ITWTimeline>();
+    const int32_t video = TrackCollection.Item(1);
+    const int32_t file = Eng<ITWCoreRoot>().OpenFile(QmTest::Fixture(QStringLiteral("video.avi")));
+    tl.AppendSource(video, Eng<ITWMediaFiles>().OpenStream(file, 0), -1);
+    main->EnableOrDisableMenuItems();
+    QVERIFY(!cut->isEnabled());
+    tl.SetSourceSelected(video, 0, true);
+    main->EnableOrDisableMenuItems();
     QVERIFY(cut->isEnabled());
     QVERIFY(main->ToolButton(QStringLiteral("CUT"))->isEnabled());
     QVERIFY(main->Item(QStringLiteral("mnuEC_Cut"))->isEnabled());
@@ -318,6 +328,8 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
     // A command that fails is trapped; nothing escapes into the event loop.
     main->SetCommand(QStringLiteral("mnuEditCopy"), [] { throw QmError(5, QStringLiteral("x")); });
     main->Item(QStringLiteral("mnuEditCopy"))->trigger();
+    tl.RemoveSource(video, 0);
+    main->EnableOrDisableMenuItems();
 }
 
 void TestShell::panelsArePlaced()

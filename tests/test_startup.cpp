@@ -8,6 +8,7 @@
 #include "shell/mdiTarnwick.h"
 
 #include <QProcess>
+#include <QSettings>
 
 namespace {
 
@@ -65,15 +66,48 @@ QStringList LogLines(const QString& path)
 
 } // namespace
 
+void SetTutorialSetting(const QString& value)
+{
+    QSettings store(QmTest::Root().path() + QStringLiteral("/config/quillmont.ini"), QSettings::IniFormat);
+    store.setValue(QStringLiteral("Quillmont 1.1/Save Options/Tutorial"), value);
+}
+
 class TestStartup : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void missingEngineClassShowsTheTwoLineMessage();
+    void tutorialRunsWhileTheSettingAllows();
     void secondInstanceIsRefused();
     void mediaFrameworkQuestion();
 };
+
+void TestStartup::initTestCase()
+{
+    // The runs below are about other things than the tutorial of a first start.
+    SetTutorialSetting(QStringLiteral("1"));
+}
+
+void TestStartup::tutorialRunsWhileTheSettingAllows()
+{
+    for (const char* value : {"", "0", "1"}) {
+        SetTutorialSetting(QString::fromLatin1(value));
+        auto run = Start(QStringLiteral("tutorial"), QString(), QStringLiteral("exit"));
+        QVERIFY2(WaitForLine(run->process, "QUILLMONT-SHOWN"), value);
+        QVERIFY(run->process.waitForFinished(30000));
+        const QStringList log = LogLines(run->log);
+        if (QByteArray(value) == "1") {
+            QCOMPARE(log, QStringList());
+        } else {
+            QCOMPARE(log.size(), 1);
+            QVERIFY2(log[0].startsWith(QStringLiteral("OPEN\tfile://")) && log[0].endsWith(QStringLiteral("/help/tutorial/index.html")),
+                     qPrintable(log[0]));
+        }
+    }
+    SetTutorialSetting(QStringLiteral("1"));
+}
 
 void TestStartup::missingEngineClassShowsTheTwoLineMessage()
 {

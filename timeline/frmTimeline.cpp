@@ -131,6 +131,8 @@ frmTimeline::frmTimeline()
     tvwTimeline->setIconSize(QSize(16, 16));
     tvwTimeline->setRootIsDecorated(true);
     connect(tvwTimeline, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
+    tvwTimeline->setWhatsThis(QStringLiteral(
+        "The timeline list: every track and the items on it, in order. Click an item to select it on the timeline."));
 
     picVerticalResize = new QWidget(this);
     picVerticalResize->setObjectName(QStringLiteral("picVerticalResize"));
@@ -152,6 +154,9 @@ frmTimeline::frmTimeline()
     picScale->setObjectName(QStringLiteral("picScale"));
     picScale->SetBackColor(0xFFFFFF);
     picScale->setFocusPolicy(Qt::ClickFocus);
+    picScale->setWhatsThis(QStringLiteral(
+        "The time scale. Click it to move the position slider there; the arrow keys move the slider (hold Shift for "
+        "small steps). Markers and the selection sliders stand on it."));
     connect(picScale, &QmPicture::MouseDown, this,
             [this](Qt::MouseButton b, Qt::KeyboardModifiers s, int x, int y) { picScale_MouseDown(b, s, x, y); });
     connect(picScale, &QmPicture::MouseMove, this, [this](Qt::MouseButtons b, Qt::KeyboardModifiers, int x, int) {
@@ -167,6 +172,7 @@ frmTimeline::frmTimeline()
     hsb->setSingleStep(1);
     hsb->setPageStep(10);
     hsb->setFocusPolicy(Qt::NoFocus); // the bar never keeps the focus
+    hsb->setWhatsThis(QStringLiteral("Scrolls the timeline."));
     connect(hsb, &QScrollBar::valueChanged, this, [this] { hsb_Scroll(); });
 
     BuildSliders();
@@ -215,6 +221,8 @@ void frmTimeline::BuildRows()
             pic->setObjectName(Indexed(k.picName, i));
             pic->SetBackColor(0xE4E4E4);
             pic->setFocusPolicy(Qt::ClickFocus);
+            pic->setWhatsThis(QStringLiteral("A track of the timeline. Click an item to select it; hold Ctrl or "
+                                             "Shift to select several."));
             k.pictures->append(pic);
             k.shapes->append(MakeSelectionShape(pic, Indexed(k.shapeName, i)));
             connect(pic, &QmPicture::MouseDown, this, [this, pic](Qt::MouseButton b, Qt::KeyboardModifiers s, int x, int) {
@@ -370,6 +378,7 @@ void frmTimeline::BuildButtons()
         button->setToolTip(tip);
         button->setAutoRaise(true);
         button->resize(24, 24);
+        button->setWhatsThis(tip);
         connect(button, &QToolButton::clicked, this, [command] {
             if (mdiTarnwick::exists())
                 mdiTarnwick::instance()->RunCommand(command);
@@ -761,8 +770,12 @@ void frmTimeline::Handle_MouseUp(QmImageBox* handle, Qt::MouseButton button)
         DraggingSlider = false;
     } else if (handle == imgStartSelHandle) {
         DraggingStart = false;
+        if (mdiTarnwick::exists())
+            mdiTarnwick::instance()->EnableOrDisableMenuItems();
     } else {
         DraggingEnd = false;
+        if (mdiTarnwick::exists())
+            mdiTarnwick::instance()->EnableOrDisableMenuItems();
         QSlider* seek = frmPreview::instance()->sldSeekBar;
         seek->setMinimum(SelStartPosition);
         seek->setMaximum(SelEndPosition);
@@ -795,6 +808,8 @@ void frmTimeline::tvwTimeline_NodeClick(QTreeWidgetItem* node)
         } else {
             tl.SetSourceSelected(ModuleTreeView::TagOf(trackNode), seq, true);
         }
+        if (mdiTarnwick::exists())
+            mdiTarnwick::instance()->EnableOrDisableMenuItems();
         RenderAllBars();
     });
 }

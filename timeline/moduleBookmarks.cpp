@@ -7,6 +7,7 @@
 #include "core/moduleUtilities.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
+#include "timeline/moduleTimeline.h"
 
 #include <QLabel>
 #include <QScrollBar>
@@ -33,9 +34,7 @@ void AddBookmark()
         frmTimeline* f = frmTimeline::instance();
         const int index = static_cast<int>(f->imgBookmark.size());
         f->LoadBookmark();
-        // The line over the rows stands where the rows begin; its time is counted from there.
-        const int32_t time =
-            PixelsToMs(f->picSlider->x() - f->lblHighlight->x() + f->hsb->value() * TickSpacing);
+        const int32_t time = PixelsToMs(moduleTimeline::LinePixel(f->picSlider));
         SetBookmarkPosition(time, index);
     });
 }

@@ -84,6 +84,13 @@ void SetStatus(const QString& key, const QString& text)
             panel->setText(text);
 }
 
+// The enabled states of the menus follow what the user just did.
+void MenuUpdate()
+{
+    if (mdiTarnwick::exists())
+        mdiTarnwick::instance()->EnableOrDisableMenuItems();
+}
+
 QSlider* PreviewSlider()
 {
     return frmPreview::instance()->sldSeekBar;
@@ -112,6 +119,7 @@ void PressOnRow(int32_t track, const ItemKind& kind, int32_t treeTag, bool overl
     for (;; ++seq) {
         if (!(tl.*kind.times)(track, seq, start, stop)) {
             RenderAllBars();
+            MenuUpdate();
             return;
         }
         if (start <= ms && ms <= stop)
@@ -131,6 +139,7 @@ void PressOnRow(int32_t track, const ItemKind& kind, int32_t treeTag, bool overl
         SetSliderPosition(start, false);
     ModuleTreeView::SetSourceSelected(treeTag, seq + 1);
     RenderAllBars();
+    MenuUpdate();
 }
 
 void ClearFlags(int32_t track, int16_t (ITWTimeline::*count)(int32_t), void (ITWTimeline::*set)(int32_t, int16_t, bool))
@@ -500,6 +509,16 @@ void PlaceSliderLine(QWidget* line, QWidget* handle)
     line->move(Form()->lblHighlight->x() + handle->x() + 5, line->y());
 }
 
+int32_t LinePixel(const QWidget* line)
+{
+    return line->x() - Form()->lblHighlight->x() + TicksToPixels(Form()->hsb->value());
+}
+
+int32_t SelectionEdge(bool isStart)
+{
+    return PixelsToMs(LinePixel(isStart ? Form()->picStartSelSlider : Form()->picEndSelSlider) + 5);
+}
+
 void SetSliderPosition(int32_t pos, bool scroll)
 {
     QmTrap::Run(kModule, QStringLiteral("SetSliderPosition"), [&] {
@@ -603,6 +622,7 @@ void ShowSelSliders(bool visible)
     RenderScale();
     RenderAllBars();
     RenderAllSelections();
+    MenuUpdate();
 }
 
 void ToggleSelSliders()

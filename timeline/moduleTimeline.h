@@ -65,5 +65,11 @@ void RenderAllSelections();
 bool SelSlidersVisible();
 // Places the main slider's line over the rows from its handle.
 void PlaceSliderLine(QWidget* line, QWidget* handle);
+// The timeline pixel where a line over the rows stands (counted from where the rows'
+// pictures begin, plus the view's left edge).
+int32_t LinePixel(const QWidget* line);
+// An edge of the selection as the editing commands take it: from the line over the
+// rows, 5 pixels (half a slider) further on.
+int32_t SelectionEdge(bool isStart);
 
 } // namespace moduleTimeline
