@@ -1,5 +1,6 @@
 #include "core/QmListView.h"
 
+#include "core/QmColors.h"
 #include "core/QmIcons.h"
 
 #include <QDrag>
@@ -16,6 +17,8 @@ namespace {
 
 constexpr int kIconKeyRole = Qt::UserRole + 1;
 constexpr int kItemKeyRole = Qt::UserRole + 2;
+constexpr int kForeColorRole = Qt::UserRole + 3;
+constexpr int32_t kWindowText = static_cast<int32_t>(0x80000008u);
 constexpr const char* kRowsMime = "application/x-quillmont-rows";
 
 } // namespace
@@ -184,6 +187,25 @@ void QmListView::SetItemKey(int row, const QString& key)
 {
     if (QStandardItem* item = m_model->item(row, 0))
         item->setData(key, kItemKeyRole);
+}
+
+int32_t QmListView::ForeColor(int row) const
+{
+    const QStandardItem* item = m_model->item(row, 0);
+    if (!item)
+        return kWindowText;
+    const QVariant color = item->data(kForeColorRole);
+    return color.isValid() ? color.toInt() : kWindowText;
+}
+
+void QmListView::SetForeColor(int row, int32_t color)
+{
+    for (int column = 0; column < std::max(1, m_model->columnCount()); ++column) {
+        if (QStandardItem* item = m_model->item(row, column)) {
+            item->setData(color, kForeColorRole);
+            item->setForeground(QmColors::ToQColor(color));
+        }
+    }
 }
 
 bool QmListView::Selected(int row) const

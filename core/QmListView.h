@@ -3,6 +3,7 @@
 #include <QStringList>
 #include <QWidget>
 
+#include <cstdint>
 #include <functional>
 
 class QAbstractItemView;
@@ -41,6 +42,9 @@ public:
     QString IconKey(int row) const;
     // A row's key, as the program names items by it.
     QString ItemKey(int row) const;
+    // A row's text colour, 0x00BBGGRR or a system colour; the system's window text at first.
+    int32_t ForeColor(int row) const;
+    void SetForeColor(int row, int32_t color);
     void SetItemKey(int row, const QString& key);
 
     bool Selected(int row) const;

@@ -2,6 +2,7 @@
 
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
+#include "engine/ITWKeyTransition.h"
 #include "engine/ITWTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
@@ -28,6 +29,14 @@ void ClearTransitionClips()
 bool IsClipboardFilled()
 {
     return !SourceClips.isEmpty() || !EffectClips.isEmpty() || !TransitionClips.isEmpty();
+}
+
+void ApplyTransitionKey(int32_t track, int16_t seq, int16_t red, int16_t green, int16_t blue)
+{
+    auto& key = Eng<ITWKeyTransition>();
+    key.ClearKeyParameters(track, seq);
+    key.SetKeyParameter(track, seq, QStringLiteral("KeyType"), 0);
+    key.SetKeyColor(track, seq, red, green, blue);
 }
 
 void EmptyEffectTrack()

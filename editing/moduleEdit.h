@@ -55,6 +55,9 @@ void ClearTransitionClips();
 // Any of the three lists holds a record.
 bool IsClipboardFilled();
 
+// The key of an overlay's transition: its parameters cleared, "KeyType" 0, the colour.
+void ApplyTransitionKey(int32_t track, int16_t seq, int16_t red, int16_t green, int16_t blue);
+
 // Removes every effect of the video tracks, and redraws.
 void EmptyEffectTrack();
 // For each video track left without a source, its effects go too.

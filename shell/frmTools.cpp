@@ -7,6 +7,7 @@
 #include "core/QmTrap.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
+#include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/moduleTimeline.h"
@@ -180,6 +181,10 @@ void frmTools::ActionsBuildPreview()
 void frmTools::ActionsBuildTimeline()
 {
     using namespace moduleTWState;
+    if (ModuleHistory::CanUndo())
+        AddNode(QStringLiteral("UNDO"), QStringLiteral("Undo"));
+    if (ModuleHistory::CanRedo())
+        AddNode(QStringLiteral("REDO"), QStringLiteral("Redo"));
     if (IsTimelineEmpty())
         return;
     AddNode(QStringLiteral("SEL_SLIDERS"), QStringLiteral("Show/Hide selection sliders"));

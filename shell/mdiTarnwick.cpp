@@ -12,6 +12,7 @@
 #include "core/QmListView.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
+#include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
 #include "preview/frmPreview.h"
 #include "shell/QmMenuArray.h"
@@ -506,6 +507,8 @@ void mdiTarnwick::EnableOrDisableMenuItems()
             SetItemEnabled(QString::fromLatin1(name), editing);
         SetItemEnabled(QStringLiteral("mnuEditCropSources"), editing && moduleTimeline::SelSlidersVisible());
         SetItemEnabled(QStringLiteral("mnuEditPaste"), moduleEdit::IsClipboardFilled());
+        SetItemEnabled(QStringLiteral("mnuEditUndo"), ModuleHistory::CanUndo());
+        SetItemEnabled(QStringLiteral("mnuEditRedo"), ModuleHistory::CanRedo());
 
         // The overlay's key colour turns the stretch entries on as well; without it the
         // selected video source decides them alone.
@@ -601,6 +604,7 @@ void mdiTarnwick::Load()
                 frmTools::instance()->SetActiveContext(context);
         });
 
+        ModuleHistory::Install();
         ProjectLoadLock = false;
         EnableOrDisableMenuItems();
         for (QMdiSubWindow* window : m_panelWindows)

@@ -180,11 +180,16 @@ void TestTarnwickTimeline::appendSourcePlacesWholeStreams()
     QVERIFY(m_tl->AppendSource(audio, m_audioStream, -1));
     QCOMPARE(SourceTimes(audio), (std::vector<Times>{{1000, 4000}, {4000, 6000}}));
 
-    // A closed stream leaves its sources in place, but no longer places new ones.
+    // A closed stream leaves its sources in place, and a stored timeline can still put
+    // them back; it is gone from the media side.
     auto& files = TWCast<ITWMediaFiles>(m_object.get());
     QVERIFY(files.CloseStream(m_wavStream));
     QCOMPARE(m_tl->GetSourceStream(audio, 0), m_wavStream);
-    QVERIFY(!m_tl->AppendSource(audio, m_wavStream, -1));
+    QVERIFY(m_tl->AppendSource(audio, m_wavStream, 10000));
+    QCOMPARE(SourceTimes(audio).back(), (Times{10000, 13000}));
+    QVERIFY(!m_tl->AppendSource(video, m_wavStream, -1)); // still sound, never on a picture track
+    QVERIFY(!files.CloseStream(m_wavStream));
+    QVERIFY(!files.IsVideoStream(m_wavStream) && files.GetStreamFile(m_wavStream) == 0);
 }
 
 void TestTarnwickTimeline::putsAStretchInPlaceHalfFilledFirst()

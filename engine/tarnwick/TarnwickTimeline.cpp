@@ -145,7 +145,7 @@ int32_t TarnwickTimeline::CreateTrack(bool isVideo)
 
 bool TarnwickTimeline::StreamFits(const Track& track, int32_t stream) const
 {
-    const StreamFacts* facts = Facts(stream);
+    const StreamFacts* facts = TimelineFacts(stream);
     return facts && facts->isVideo == track.isVideo;
 }
 
@@ -157,7 +157,7 @@ bool TarnwickTimeline::AppendSource(int32_t track, int32_t stream, int32_t start
     SourceItem source;
     source.stream = stream;
     source.start = start == -1 ? TimelineModel::Duration(t) : start;
-    source.mediaStop = DurationMs(*Facts(stream));
+    source.mediaStop = DurationMs(*TimelineFacts(stream));
     source.stop = source.start + source.mediaStop;
     t.sources.push_back(source);
     return true;
@@ -515,12 +515,29 @@ int32_t TarnwickTimeline::OpenStream(int32_t file, int16_t index)
     return handle;
 }
 
+const StreamFacts* TarnwickTimeline::TimelineFacts(int32_t stream) const
+{
+    if (const StreamFacts* facts = Facts(stream))
+        return facts;
+    auto retired = m_retiredStreams.find(stream);
+    return retired == m_retiredStreams.end() ? nullptr : &retired->second.facts;
+}
+
+QString TarnwickTimeline::StreamPath(int32_t stream) const
+{
+    if (auto it = m_streams.find(stream); it != m_streams.end())
+        return m_files.at(it->second.file).path;
+    auto retired = m_retiredStreams.find(stream);
+    return retired == m_retiredStreams.end() ? QString() : retired->second.path;
+}
+
 bool TarnwickTimeline::CloseStream(int32_t stream)
 {
     auto it = m_streams.find(stream);
     if (it == m_streams.end())
         return false;
     const int32_t file = it->second.file;
+    m_retiredStreams.emplace(stream, RetiredStream{StreamPath(stream), *Facts(stream)});
     m_streams.erase(it);
     if (m_selectedStream == stream)
         m_selectedStream = 0;

@@ -117,6 +117,10 @@ public:
 
     // For the engine's own renderers.
     const Tarnwick::TimelineModel& Model() const { return m_model; }
+    // The file and facts behind a stream that sources may name: open, or closed since
+    // (a stored timeline can still bring its sources back). Null facts for none.
+    const Tarnwick::StreamFacts* TimelineFacts(int32_t stream) const;
+    QString StreamPath(int32_t stream) const;
 
 private:
     struct FileRecord
@@ -142,6 +146,13 @@ private:
     std::map<int32_t, FileRecord> m_files;
     std::map<int32_t, StreamRecord> m_streams;
     std::map<int32_t, QString> m_stillSources; // stills held for the take-snap dialogue
+    // Streams closed since they were opened: the timeline may still place them.
+    struct RetiredStream
+    {
+        QString path;
+        Tarnwick::StreamFacts facts;
+    };
+    std::map<int32_t, RetiredStream> m_retiredStreams;
     int32_t m_selectedStream = 0;
     Tarnwick::MediaFacts m_fileInfo; // the file named by OpenFileInfo
     int32_t m_nextHandle = 1;
