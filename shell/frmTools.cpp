@@ -266,10 +266,6 @@ void frmTools::tvwActions_NodeClick(QTreeWidgetItem* node)
 {
     if (!node || !m_leftPressed || !mdiTarnwick::exists())
         return;
-    if (node->text(0) == u"Add an effect") {
-        cmdAdd->click();
-        return;
-    }
     mdiTarnwick::instance()->OnActionsClick(node->text(0));
 }
 

@@ -346,7 +346,10 @@ void mdiTarnwick::BuildToolbar()
             button->setToolTip(tip);
         const QString menuName = QString::fromLatin1(def.menu);
         m_twins.insert(key, menuName);
-        connect(button, &QAction::triggered, this, [this, menuName] { RunCommand(menuName); });
+        if (key == u"ADD_EFFECT") // the tools panel's Add, with its lock question
+            connect(button, &QAction::triggered, this, [] { frmTools::instance()->OnAddClick(); });
+        else
+            connect(button, &QAction::triggered, this, [this, menuName] { RunCommand(menuName); });
         if (key == u"LARGE_ICONS" || key == u"SMALL_ICONS" || key == u"LIST" || key == u"DETAIL") {
             button->setCheckable(true);
             viewGroup->addAction(button);
@@ -466,6 +469,10 @@ void mdiTarnwick::ShowHelpTopic(const QString& topic)
 
 void mdiTarnwick::OnActionsClick(const QString& caption)
 {
+    if (caption == u"Add an effect") {
+        frmTools::instance()->cmdAdd->click();
+        return;
+    }
     const QString command = frmTools::CommandOfAction(caption);
     if (!command.isEmpty())
         RunCommand(command);
