@@ -5,6 +5,8 @@
 #include "engine/tarnwick/SystemFacts.h"
 #include "engine/tarnwick/TarnwickFilePreview.h"
 
+#include <Mlt.h>
+
 #include <QDir>
 #include <QFileInfo>
 #include <QLocale>
@@ -529,6 +531,29 @@ QString TarnwickTimeline::StreamPath(int32_t stream) const
         return m_files.at(it->second.file).path;
     auto retired = m_retiredStreams.find(stream);
     return retired == m_retiredStreams.end() ? QString() : retired->second.path;
+}
+
+Tarnwick::StreamSource TarnwickTimeline::Source(int32_t stream) const
+{
+    return {StreamPath(stream), TimelineFacts(stream)};
+}
+
+QImage TarnwickTimeline::RenderFrame(int32_t ms)
+{
+    Mlt::Profile profile;
+    SetGraphProfile(profile, m_model.FrameWidth(), m_model.FrameHeight());
+    std::unique_ptr<Mlt::Tractor> graph =
+        BuildTimelineGraph(profile, m_model, [this](int32_t stream) { return Source(stream); });
+    if (!graph)
+        return {};
+    graph->seek(Tarnwick::MsToFrame(ms));
+    std::unique_ptr<Mlt::Frame> frame(graph->get_frame());
+    if (!frame)
+        return {};
+    mlt_image_format format = mlt_image_rgba;
+    int width = profile.width(), height = profile.height();
+    const uint8_t* data = frame->get_image(format, width, height);
+    return data ? QImage(data, width, height, width * 4, QImage::Format_RGBA8888).copy() : QImage();
 }
 
 bool TarnwickTimeline::CloseStream(int32_t stream)

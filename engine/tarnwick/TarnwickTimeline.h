@@ -6,11 +6,14 @@
 #include "engine/ITWStreamInfo.h"
 #include "engine/ITWTimeline.h"
 #include "engine/tarnwick/MediaProbe.h"
+#include "engine/tarnwick/TimelineGraph.h"
 #include "engine/tarnwick/TimelineModel.h"
 
 #include <memory>
 
 class TarnwickFilePreview;
+
+#include <QImage>
 
 #include <map>
 
@@ -121,6 +124,10 @@ public:
     // (a stored timeline can still bring its sources back). Null facts for none.
     const Tarnwick::StreamFacts* TimelineFacts(int32_t stream) const;
     QString StreamPath(int32_t stream) const;
+    // The timeline's picture at a time, as the graph renders it at the frame size.
+    QImage RenderFrame(int32_t ms);
+    // Looks a stream up for the graph.
+    Tarnwick::StreamSource Source(int32_t stream) const;
 
 private:
     struct FileRecord

@@ -1,0 +1,398 @@
+#include "engine/tarnwick/TimelineGraph.h"
+
+#include "engine/tarnwick/MltRuntime.h"
+
+#include <Mlt.h>
+
+#include <QFile>
+#include <QHash>
+
+#include <algorithm>
+#include <cmath>
+#include <queue>
+#include <set>
+
+namespace Tarnwick {
+
+namespace {
+
+// How a track's pictures and sound take part.
+enum class Role { Video, Overlay, Audio };
+
+// The parent producers a graph cuts its pieces from: one per file, stream, speed and
+// fitting, opened once however many pieces use it.
+class ProducerCache
+{
+public:
+    explicit ProducerCache(Mlt::Profile& profile)
+        : m_profile(profile)
+    {
+    }
+
+    Mlt::Producer* Get(const StreamSource& source, Role role, double speed, int16_t stretchMode)
+    {
+        const StreamFacts& facts = *source.facts;
+        const QString key = QStringLiteral("%1|%2|%3|%4|%5")
+                                .arg(source.path)
+                                .arg(static_cast<int>(role))
+                                .arg(speed, 0, 'g', 9)
+                                .arg(stretchMode)
+                                .arg(facts.containerIndex);
+        auto it = m_producers.find(key);
+        if (it != m_producers.end())
+            return it->second.get();
+        auto producer = std::make_unique<Mlt::Producer>(m_profile, Resource(source, speed).constData());
+        if (!producer->is_valid())
+            return nullptr;
+        if (facts.still) {
+            // A picture lasts as long as the timeline asks of it.
+            producer->set("length", 1 << 24);
+            producer->set("out", (1 << 24) - 1);
+        }
+        if (speed == 1.0) {
+            producer->set(role == Role::Audio ? "audio_index" : "video_index", facts.containerIndex);
+            producer->set(role == Role::Audio ? "video_index" : "audio_index", -1);
+        }
+        if (role != Role::Audio && stretchMode == 0 && facts.width > 0 && facts.height > 0) {
+            // Stretch: the picture's pixels take the frame's shape.
+            const mlt_profile p = m_profile.get_profile();
+            const double frameAspect = static_cast<double>(p->width) / p->height;
+            producer->set("force_aspect_ratio", frameAspect / (static_cast<double>(facts.width) / facts.height));
+        }
+        Mlt::Producer* raw = producer.get();
+        m_producers.emplace(key, std::move(producer));
+        return raw;
+    }
+
+private:
+    static QByteArray Resource(const StreamSource& source, double speed)
+    {
+        const QByteArray path = QFile::encodeName(source.path);
+        // FFmpeg's image reader hands its one picture out once: looped, it stays.
+        if (source.facts->still && !source.path.contains(u'?'))
+            return "avformat:image2:" + path + "?loop=1";
+        if (speed != 1.0)
+            return "timewarp:" + QByteArray::number(speed, 'g', 9) + ':' + path;
+        return path;
+    }
+
+    Mlt::Profile& m_profile;
+    std::map<QString, std::unique_ptr<Mlt::Producer>> m_producers;
+};
+
+// The filter that fits a picture of another size to the frame by the source's stretch
+// mode: 0 stretch (done by the producer's pixel shape), 1 crop (the original size,
+// centred), 2 preserve the aspect with borders (MLT's own way), 3 fill while keeping the
+// aspect.
+std::unique_ptr<Mlt::Filter> FitFilter(Mlt::Profile& profile, const StreamFacts& facts, int16_t mode)
+{
+    const mlt_profile p = profile.get_profile();
+    if (mode == 3) {
+        auto crop = std::make_unique<Mlt::Filter>(profile, "crop");
+        crop->set("center", 1);
+        return crop;
+    }
+    if (mode != 1 || facts.width <= 0 || facts.height <= 0)
+        return nullptr;
+    if (facts.width >= p->width && facts.height >= p->height) {
+        auto crop = std::make_unique<Mlt::Filter>(profile, "crop");
+        const int dx = facts.width - p->width;
+        const int dy = facts.height - p->height;
+        crop->set("left", dx / 2);
+        crop->set("right", dx - dx / 2);
+        crop->set("top", dy / 2);
+        crop->set("bottom", dy - dy / 2);
+        return crop;
+    }
+    // Smaller than the frame in some direction: placed at its size, centred.
+    auto place = std::make_unique<Mlt::Filter>(profile, "affine");
+    const int w = std::min(facts.width, p->width * 4);
+    const int h = std::min(facts.height, p->height * 4);
+    place->set("transition.rect", QStringLiteral("%1 %2 %3 %4")
+                                      .arg((p->width - w) / 2)
+                                      .arg((p->height - h) / 2)
+                                      .arg(w)
+                                      .arg(h)
+                                      .toUtf8()
+                                      .constData());
+    place->set("transition.distort", 1);
+    place->set("transition.fill", 1);
+    return place;
+}
+
+// The key colour of an overlay's transition, when it has one ("KeyType" 0).
+std::unique_ptr<Mlt::Filter> KeyFilter(Mlt::Profile& profile, const TransitionItem* transition)
+{
+    if (!transition)
+        return nullptr;
+    const auto keyType = std::find_if(transition->parameters.begin(), transition->parameters.end(),
+                                      [](const auto& p) { return p.first.compare(QLatin1String("KeyType"), Qt::CaseInsensitive) == 0; });
+    if (keyType == transition->parameters.end() || keyType->second != 0)
+        return nullptr;
+    auto key = std::make_unique<Mlt::Filter>(profile, "chroma");
+    const QString color = QStringLiteral("0x%1%2%3ff")
+                              .arg(transition->keyRed & 0xFF, 2, 16, QChar(u'0'))
+                              .arg(transition->keyGreen & 0xFF, 2, 16, QChar(u'0'))
+                              .arg(transition->keyBlue & 0xFF, 2, 16, QChar(u'0'));
+    key->set("key", color.toLatin1().constData());
+    key->set("variance", KeyTolerance);
+    return key;
+}
+
+// One of the six effects, as a filter with a visible result over its range.
+std::unique_ptr<Mlt::Filter> EffectFilter(Mlt::Profile& profile, const QString& name, int frames)
+{
+    const QString effect = name.trimmed().toLower();
+    std::unique_ptr<Mlt::Filter> filter;
+    if (effect == u"fade") {
+        // From black and back to black: a quarter of the range each way.
+        filter = std::make_unique<Mlt::Filter>(profile, "brightness");
+        const int last = std::max(1, frames - 1);
+        const int quarter = std::max(1, frames / 4);
+        filter->set("level", QStringLiteral("0=0;%1=1;%2=1;%3=0").arg(quarter).arg(std::max(quarter, last - quarter)).arg(last).toUtf8().constData());
+    } else if (effect == u"pixelate") {
+        filter = std::make_unique<Mlt::Filter>(profile, "frei0r.pixeliz0r");
+        filter->set("0", 0.04);
+        filter->set("1", 0.05);
+    } else if (effect == u"blur") {
+        filter = std::make_unique<Mlt::Filter>(profile, "box_blur");
+        filter->set("hradius", 6);
+        filter->set("vradius", 6);
+    } else if (effect == u"wave") {
+        filter = std::make_unique<Mlt::Filter>(profile, "frei0r.distort0r");
+        filter->set("0", 0.5);
+        filter->set("1", 0.01);
+    } else if (effect == u"emboss" || effect == u"engrave") {
+        // Engraving is embossing with the light from the other side.
+        filter = std::make_unique<Mlt::Filter>(profile, "frei0r.emboss");
+        filter->set("0", effect == u"emboss" ? 0.375 : 0.875);
+        filter->set("1", 0.333333);
+        filter->set("2", 0.25);
+    }
+    if (filter && !filter->is_valid())
+        filter.reset();
+    return filter;
+}
+
+// A track's playlist: the visible stretch of each source cut from its producer, blanks
+// between.
+std::unique_ptr<Mlt::Playlist> BuildPlaylist(Mlt::Profile& profile, const Track& track, Role role,
+                                             const StreamLookup& lookup, ProducerCache& cache)
+{
+    auto playlist = std::make_unique<Mlt::Playlist>(profile);
+    int32_t cursor = 0; // frames laid so far
+    for (const Segment& segment : VisibleSegments(track.sources)) {
+        const SourceItem& s = track.sources[segment.source];
+        const StreamSource stream = lookup(s.stream);
+        const int32_t first = MsToFrame(segment.start);
+        const int32_t length = MsToFrame(segment.stop) - first;
+        if (length <= 0)
+            continue;
+        if (first > cursor)
+            playlist->blank(first - cursor - 1);
+        cursor = std::max(cursor, first);
+        Mlt::Producer* parent = nullptr;
+        int32_t in = 0;
+        if (stream.facts) {
+            double speed = static_cast<double>(s.mediaStop - s.mediaStart) / (s.stop - s.start);
+            if (std::fabs(speed - 1.0) < 0.001 || stream.facts->still)
+                speed = 1.0;
+            if (speed > 0.0) {
+                parent = cache.Get(stream, role, speed, s.stretchMode);
+                const double mediaAt = s.mediaStart + (segment.start - s.start) * speed;
+                in = stream.facts->still ? 0 : static_cast<int32_t>(std::lround(MsToFrame(static_cast<int32_t>(mediaAt)) / speed));
+            }
+        }
+        int32_t taken = 0;
+        if (parent) {
+            taken = std::max(0, std::min(length, parent->get_length() - in));
+            if (taken > 0) {
+                std::unique_ptr<Mlt::Producer> cut(parent->cut(in, in + taken - 1));
+                if (role != Role::Audio && stream.facts) {
+                    if (auto fit = FitFilter(profile, *stream.facts, s.stretchMode))
+                        cut->attach(*fit);
+                    if (role == Role::Overlay) {
+                        const TransitionItem* transition = segment.source < track.transitions.size()
+                                                               ? &track.transitions[segment.source]
+                                                               : nullptr;
+                        if (auto key = KeyFilter(profile, transition))
+                            cut->attach(*key);
+                    }
+                }
+                playlist->append(*cut);
+            }
+        }
+        // What the file does not hold (or a source without a file) plays as a gap.
+        if (taken < length)
+            playlist->blank(length - taken - 1);
+        cursor += length;
+    }
+    return playlist;
+}
+
+int32_t TrackEnd(const Track& track)
+{
+    int32_t end = 0;
+    for (const SourceItem& s : track.sources)
+        end = std::max(end, s.stop);
+    return end;
+}
+
+void AttachEffects(Mlt::Profile& profile, Mlt::Playlist& playlist, const Track& track)
+{
+    for (const EffectItem& effect : track.effects) {
+        const int32_t in = MsToFrame(std::max(0, effect.start));
+        const int32_t out = MsToFrame(effect.stop) - 1;
+        if (out < in)
+            continue;
+        if (auto filter = EffectFilter(profile, effect.name, out - in + 1)) {
+            filter->set_in_and_out(in, out);
+            playlist.attach(*filter);
+        }
+    }
+}
+
+} // namespace
+
+void SetGraphProfile(Mlt::Profile& profile, int width, int height)
+{
+    width = std::max(16, width + (width & 1));
+    height = std::max(16, height + (height & 1));
+    mlt_profile p = profile.get_profile();
+    p->width = width;
+    p->height = height;
+    p->frame_rate_num = GraphFps;
+    p->frame_rate_den = 1;
+    p->sample_aspect_num = 1;
+    p->sample_aspect_den = 1;
+    p->display_aspect_num = width;
+    p->display_aspect_den = height;
+    p->progressive = 1;
+    profile.set_explicit(1);
+}
+
+int32_t MsToFrame(int32_t ms)
+{
+    return static_cast<int32_t>(std::lround(static_cast<double>(ms) * GraphFps / 1000.0));
+}
+
+int32_t FrameToMs(int32_t frame)
+{
+    return static_cast<int32_t>(std::lround(static_cast<double>(frame) * 1000.0 / GraphFps));
+}
+
+std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources)
+{
+    // Sweep over the boundaries; the active source with the highest sequence number
+    // owns each stretch between two of them.
+    struct Edge
+    {
+        int32_t time;
+        bool starts;
+        size_t source;
+    };
+    std::vector<Edge> edges;
+    edges.reserve(sources.size() * 2);
+    for (size_t i = 0; i < sources.size(); ++i) {
+        const int32_t start = std::max(0, sources[i].start);
+        if (sources[i].stop <= start)
+            continue;
+        edges.push_back({start, true, i});
+        edges.push_back({sources[i].stop, false, i});
+    }
+    std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) {
+        return a.time != b.time ? a.time < b.time : (!a.starts && b.starts);
+    });
+    std::vector<Segment> segments;
+    std::set<size_t> active;
+    for (size_t e = 0; e < edges.size();) {
+        const int32_t time = edges[e].time;
+        for (; e < edges.size() && edges[e].time == time; ++e) {
+            if (edges[e].starts)
+                active.insert(edges[e].source);
+            else
+                active.erase(edges[e].source);
+        }
+        if (active.empty() || e == edges.size())
+            continue;
+        const size_t owner = *active.rbegin();
+        const int32_t next = edges[e].time;
+        if (!segments.empty() && segments.back().source == owner && segments.back().stop == time)
+            segments.back().stop = next;
+        else
+            segments.push_back({time, next, owner});
+    }
+    return segments;
+}
+
+std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
+                                                 const StreamLookup& lookup, const GraphParts& parts)
+{
+    if (!MltRuntime::Start())
+        return nullptr;
+    auto included = [&](const Track& track) {
+        return !track.disabled && std::find(parts.leaveOut.begin(), parts.leaveOut.end(), track.handle) == parts.leaveOut.end();
+    };
+
+    // The first video track is the video track proper; later ones are overlays.
+    const Track* video = nullptr;
+    std::vector<const Track*> overlays;
+    std::vector<const Track*> audio;
+    for (const auto& track : model.Tracks()) {
+        if (track->isVideo && !video)
+            video = track.get();
+        else if (track->isVideo)
+            overlays.push_back(track.get());
+        else
+            audio.push_back(track.get());
+    }
+    int32_t end = 0;
+    for (const auto& track : model.Tracks())
+        if (included(*track))
+            end = std::max(end, TrackEnd(*track));
+    const int32_t frames = std::max(1, MsToFrame(end));
+
+    auto tractor = std::make_unique<Mlt::Tractor>(profile);
+    ProducerCache cache(profile);
+    int index = 0;
+    Mlt::Producer black(profile, "color:black");
+    black.set("length", frames);
+    black.set("out", frames - 1);
+    Mlt::Playlist ground(profile);
+    ground.append(black, 0, frames - 1);
+    tractor->set_track(ground, index++);
+
+    auto addPictures = [&](const Track& track, Role role, bool effects) {
+        std::unique_ptr<Mlt::Playlist> playlist = BuildPlaylist(profile, track, role, lookup, cache);
+        if (effects)
+            AttachEffects(profile, *playlist, track);
+        const int at = index++;
+        tractor->set_track(*playlist, at);
+        std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
+        placed->set("hide", 2); // pictures only
+        Mlt::Transition blend(profile, "frei0r.cairoblend");
+        blend.set("always_active", 1);
+        tractor->plant_transition(blend, 0, at);
+    };
+    if (video && included(*video))
+        addPictures(*video, Role::Video, parts.effects && model.EffectsEnabled());
+    for (const Track* overlay : overlays)
+        if (included(*overlay))
+            addPictures(*overlay, Role::Overlay, false);
+    for (const Track* track : audio) {
+        if (!included(*track))
+            continue;
+        std::unique_ptr<Mlt::Playlist> playlist = BuildPlaylist(profile, *track, Role::Audio, lookup, cache);
+        const int at = index++;
+        tractor->set_track(*playlist, at);
+        std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
+        placed->set("hide", 1); // sound only
+        Mlt::Transition mix(profile, "mix");
+        mix.set("always_active", 1);
+        mix.set("sum", 1);
+        tractor->plant_transition(mix, 0, at);
+    }
+    return tractor;
+}
+
+} // namespace Tarnwick

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "engine/tarnwick/MediaProbe.h"
+#include "engine/tarnwick/TimelineModel.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace Mlt {
+class Profile;
+class Tractor;
+} // namespace Mlt
+
+// The one place where Quillmont's timeline becomes an MLT graph. The preview plays it,
+// and saving and still frames use the same graph, so that what is previewed is what is
+// saved.
+//
+// The graph, bottom to top: a black ground as long as the timeline; the video track,
+// sources fitted to the frame by their stretch mode, its effects over their ranges; the
+// overlay track composited over it, each overlay's key colour made transparent; the
+// audio tracks mixed together. Video tracks give no sound and audio tracks no picture.
+// Disabled tracks, and the effects while they are switched off, are left out.
+namespace Tarnwick {
+
+// Every graph runs at this rate, frames per second.
+constexpr int GraphFps = 25;
+// A key colour keys out what lies within this distance of it (0 to 1), so that
+// compressed pictures key cleanly.
+constexpr double KeyTolerance = 0.15;
+
+struct StreamSource
+{
+    QString path;
+    const StreamFacts* facts = nullptr; // null when the engine has no such stream
+};
+using StreamLookup = std::function<StreamSource(int32_t stream)>;
+
+// Which parts of the timeline a graph is made of (saving can leave tracks out).
+struct GraphParts
+{
+    // Track handles to leave out besides the disabled ones.
+    std::vector<int32_t> leaveOut;
+    bool effects = true;
+};
+
+// Sets a profile for the graph: the frame size, GraphFps, square pixels.
+void SetGraphProfile(Mlt::Profile& profile, int width, int height);
+
+int32_t MsToFrame(int32_t ms);
+int32_t FrameToMs(int32_t frame);
+
+// The graph of the model on profile (set by SetGraphProfile). The overlay track is the
+// one model track that holds transitions; the video track is the first video track
+// without any.
+std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
+                                                 const StreamLookup& lookup, const GraphParts& parts = {});
+
+// The stretches of a track that each source shows: where sources overlap, the one with
+// the higher sequence number wins. In timeline order.
+struct Segment
+{
+    int32_t start = 0;
+    int32_t stop = 0;
+    size_t source = 0; // index in the track's list
+};
+std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources);
+
+} // namespace Tarnwick
