@@ -7,25 +7,27 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 
 namespace Tarnwick {
 
-namespace {
-
-constexpr int kFps = 25;
-constexpr int kMaxWidth = 640;
-
-// The picture of a frame as a QImage of its own.
-QImage ImageOf(Mlt::Frame& frame)
+QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile)
 {
     mlt_image_format format = mlt_image_rgba;
-    int width = 0, height = 0;
+    // A graph of tracks needs the size asked for; a lone file would give its own.
+    int width = profile.width();
+    int height = profile.height();
     const uint8_t* data = frame.get_image(format, width, height);
     if (!data || width <= 0 || height <= 0)
         return {};
     return QImage(data, width, height, width * 4, QImage::Format_RGBA8888).copy();
 }
+
+namespace {
+
+constexpr int kFps = 25;
+constexpr int kMaxWidth = 640;
 
 void OnFrameShow(mlt_properties, void* player, mlt_event_data data)
 {
@@ -69,15 +71,22 @@ bool MltPlayer::LoadFile(const QString& path, int width, int height, bool showsP
     Unload();
     if (!MltRuntime::Start())
         return false;
-    m_profile = std::make_unique<Mlt::Profile>();
-    SetProfile(*m_profile, width, height);
+    auto profile = std::make_unique<Mlt::Profile>();
+    SetProfile(*profile, width, height);
     const QByteArray native = QFile::encodeName(path);
-    auto producer = std::make_unique<Mlt::Producer>(*m_profile, "avformat", native.constData());
-    if (!producer->is_valid()) {
-        m_profile.reset();
+    auto producer = std::make_unique<Mlt::Producer>(*profile, "avformat", native.constData());
+    if (!producer->is_valid())
         return false;
-    }
-    // At its end a file holds its last frame rather than looping.
+    return Load(std::move(profile), std::move(producer), showsPictures);
+}
+
+bool MltPlayer::Load(std::unique_ptr<Mlt::Profile> profile, std::unique_ptr<Mlt::Producer> producer, bool showsPictures)
+{
+    Unload();
+    if (!MltRuntime::Start() || !producer || !producer->is_valid())
+        return false;
+    m_profile = std::move(profile);
+    // At its end the producer holds its last frame rather than looping.
     producer->set("eof", "pause");
     m_producer = std::move(producer);
     m_showsPictures = showsPictures;
@@ -92,9 +101,43 @@ bool MltPlayer::LoadFile(const QString& path, int width, int height, bool showsP
     m_consumer->set("real_time", 1);
     m_consumer->set("frequency", 48000);
     m_consumer->set("channels", 2);
-    m_consumer->connect(*m_producer);
+    m_consumer->set("volume", m_gain);
+    Connect();
     m_showEvent.reset(m_consumer->listen("consumer-frame-show", this, OnFrameShow));
     return true;
+}
+
+void MltPlayer::Connect()
+{
+    m_consumer->connect(*m_producer);
+}
+
+bool MltPlayer::Replace(std::unique_ptr<Mlt::Producer> producer)
+{
+    if (!m_consumer || !producer || !producer->is_valid())
+        return false;
+    const bool playing = m_playing;
+    const int32_t position = Position();
+    if (playing) {
+        m_consumer->stop();
+        m_consumer->purge();
+        m_playing = false;
+    }
+    producer->set("eof", "pause");
+    m_producer = std::move(producer);
+    Connect();
+    m_producer->seek(std::min(position, std::max(0, m_producer->get_length() - 1)));
+    m_shownFrame = m_producer->position();
+    if (playing)
+        return Play();
+    return true;
+}
+
+void MltPlayer::SetVolume(double gain)
+{
+    m_gain = std::clamp(gain, 0.0, 1.0);
+    if (m_consumer)
+        m_consumer->set("volume", m_gain);
 }
 
 void MltPlayer::Unload()
@@ -167,7 +210,7 @@ QImage MltPlayer::RenderFrame(int32_t frame)
         return {};
     m_producer->seek(frame);
     std::unique_ptr<Mlt::Frame> rendered(m_producer->get_frame());
-    QImage image = rendered ? ImageOf(*rendered) : QImage();
+    QImage image = rendered ? FrameImage(*rendered, *m_profile) : QImage();
     m_producer->seek(frame); // taking a frame moved the producer on
     return image;
 }
@@ -223,7 +266,7 @@ void MltPlayer::FrameShown(void* frame)
 
 void MltPlayer::Present(Mlt::Frame& frame)
 {
-    const QImage image = ImageOf(frame);
+    const QImage image = FrameImage(frame, *m_profile);
     if (image.isNull())
         return;
     std::lock_guard lock(m_surfaceMutex);

@@ -21,6 +21,9 @@ class Profile;
 
 namespace Tarnwick {
 
+// The picture of a frame at the profile's size, as a QImage of its own.
+QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile);
+
 // A player on MLT: a producer played in real time with its sound through SDL, its
 // pictures handed to a surface as they are due. Positions are frames of the player's
 // profile; the callers speak milliseconds through MsToFrame and FrameToMs.
@@ -33,6 +36,12 @@ public:
     // A file, on a profile of its own frame size (at most 640 pixels wide) and 25
     // frames a second. False when MLT cannot play it.
     bool LoadFile(const QString& path, int width, int height, bool showsPictures);
+    // A producer made on profile (the player keeps both), shown from its first frame.
+    bool Load(std::unique_ptr<Mlt::Profile> profile, std::unique_ptr<Mlt::Producer> producer, bool showsPictures);
+    // Puts another producer on the same profile in the place of the present one, at the
+    // same position, playing on if it played.
+    bool Replace(std::unique_ptr<Mlt::Producer> producer);
+    Mlt::Profile* Profile() const { return m_profile.get(); }
     void Unload();
     bool Loaded() const { return static_cast<bool>(m_producer); }
 
@@ -48,6 +57,8 @@ public:
     QImage RenderFrame(int32_t frame);
 
     void SetSurface(ITWVideoSurface* surface);
+    // The sound's gain, 0 (silent) to 1.
+    void SetVolume(double gain);
     void SetVideoWindow(const QRect& window);
 
     double Fps() const;
@@ -65,6 +76,8 @@ private:
     std::unique_ptr<Mlt::Consumer> m_consumer;
     std::unique_ptr<Mlt::Event> m_showEvent;
     bool m_showsPictures = false;
+    double m_gain = 1.0;
+    void Connect();
     bool m_playing = false;
     std::atomic<int32_t> m_shownFrame{0};
 

@@ -4,6 +4,7 @@
 #include "engine/tarnwick/MltRuntime.h"
 #include "engine/tarnwick/SystemFacts.h"
 #include "engine/tarnwick/TarnwickFilePreview.h"
+#include "engine/tarnwick/TarnwickPreview.h"
 
 #include <Mlt.h>
 
@@ -32,6 +33,7 @@ int32_t DurationMs(const StreamFacts& facts)
 
 TarnwickTimeline::TarnwickTimeline()
     : m_filePreview(std::make_unique<TarnwickFilePreview>())
+    , m_preview(std::make_unique<TarnwickPreview>(*this))
 {
 }
 
@@ -41,6 +43,8 @@ ITWObject* TarnwickTimeline::QueryInterface(const std::type_info& interface)
 {
     if (interface == typeid(ITWFilePreview))
         return m_filePreview.get();
+    if (interface == typeid(ITWPreview))
+        return m_preview.get();
     return nullptr;
 }
 
@@ -548,12 +552,33 @@ QImage TarnwickTimeline::RenderFrame(int32_t ms)
         return {};
     graph->seek(Tarnwick::MsToFrame(ms));
     std::unique_ptr<Mlt::Frame> frame(graph->get_frame());
-    if (!frame)
-        return {};
-    mlt_image_format format = mlt_image_rgba;
-    int width = profile.width(), height = profile.height();
-    const uint8_t* data = frame->get_image(format, width, height);
-    return data ? QImage(data, width, height, width * 4, QImage::Format_RGBA8888).copy() : QImage();
+    return frame ? Tarnwick::FrameImage(*frame, profile) : QImage();
+}
+
+std::vector<int16_t> TarnwickTimeline::RenderSound(int32_t fromMs, int32_t lengthMs)
+{
+    Mlt::Profile profile;
+    SetGraphProfile(profile, m_model.FrameWidth(), m_model.FrameHeight());
+    std::unique_ptr<Mlt::Tractor> graph =
+        BuildTimelineGraph(profile, m_model, [this](int32_t stream) { return Source(stream); });
+    std::vector<int16_t> sound;
+    if (!graph)
+        return sound;
+    const int32_t first = Tarnwick::MsToFrame(fromMs);
+    const int32_t last = Tarnwick::MsToFrame(fromMs + lengthMs);
+    graph->seek(first);
+    for (int32_t position = first; position < last; ++position) {
+        std::unique_ptr<Mlt::Frame> frame(graph->get_frame());
+        if (!frame)
+            break;
+        mlt_audio_format format = mlt_audio_s16;
+        int frequency = 48000, channels = 2;
+        int samples = mlt_audio_calculate_frame_samples(Tarnwick::GraphFps, frequency, position);
+        const auto* pcm = static_cast<const int16_t*>(frame->get_audio(format, frequency, channels, samples));
+        if (pcm)
+            sound.insert(sound.end(), pcm, pcm + samples * channels);
+    }
+    return sound;
 }
 
 bool TarnwickTimeline::CloseStream(int32_t stream)

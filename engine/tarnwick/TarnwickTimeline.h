@@ -12,10 +12,12 @@
 #include <memory>
 
 class TarnwickFilePreview;
+class TarnwickPreview;
 
 #include <QImage>
 
 #include <map>
+#include <vector>
 
 // Quillmont's timeline engine: the one object behind every ITW interface. It keeps
 // the timeline as a plain model, learns about media files with FFmpeg, and renders
@@ -126,6 +128,8 @@ public:
     QString StreamPath(int32_t stream) const;
     // The timeline's picture at a time, as the graph renders it at the frame size.
     QImage RenderFrame(int32_t ms);
+    // The timeline's mixed sound from a time for a length: 48 kHz stereo, interleaved.
+    std::vector<int16_t> RenderSound(int32_t fromMs, int32_t lengthMs);
     // Looks a stream up for the graph.
     Tarnwick::StreamSource Source(int32_t stream) const;
 
@@ -164,4 +168,5 @@ private:
     Tarnwick::MediaFacts m_fileInfo; // the file named by OpenFileInfo
     int32_t m_nextHandle = 1;
     std::unique_ptr<TarnwickFilePreview> m_filePreview;
+    std::unique_ptr<TarnwickPreview> m_preview;
 };

@@ -1,0 +1,113 @@
+#include "engine/tarnwick/TarnwickPreview.h"
+
+#include "engine/tarnwick/TarnwickTimeline.h"
+#include "engine/tarnwick/TimelineGraph.h"
+
+#include <Mlt.h>
+
+#include <algorithm>
+
+using namespace Tarnwick;
+
+TarnwickPreview::TarnwickPreview(TarnwickTimeline& engine)
+    : m_engine(engine)
+{
+}
+
+void TarnwickPreview::SetOwnerWindow(ITWVideoSurface* surface)
+{
+    m_player.SetSurface(surface);
+}
+
+bool TarnwickPreview::BuildPreview()
+{
+    auto profile = std::make_unique<Mlt::Profile>();
+    const TimelineModel& model = m_engine.Model();
+    SetGraphProfile(*profile, model.FrameWidth(), model.FrameHeight());
+    std::unique_ptr<Mlt::Tractor> graph =
+        BuildTimelineGraph(*profile, model, [this](int32_t stream) { return m_engine.Source(stream); });
+    if (!graph)
+        return false;
+    m_builtWidth = model.FrameWidth();
+    m_builtHeight = model.FrameHeight();
+    m_soughtFrame = 0;
+    if (!m_player.Load(std::move(profile), std::move(graph), true))
+        return false;
+    m_player.ShowFrame(0);
+    return true;
+}
+
+void TarnwickPreview::ClosePreview()
+{
+    m_player.Unload();
+    m_builtWidth = m_builtHeight = 0;
+}
+
+bool TarnwickPreview::IsPreviewValid()
+{
+    const TimelineModel& model = m_engine.Model();
+    return m_player.Loaded() && m_builtWidth == model.FrameWidth() && m_builtHeight == model.FrameHeight();
+}
+
+bool TarnwickPreview::Play()
+{
+    return m_player.Play();
+}
+
+bool TarnwickPreview::Pause()
+{
+    return m_player.Stop();
+}
+
+bool TarnwickPreview::Stop()
+{
+    if (!m_player.Stop())
+        return false;
+    return m_player.Seek(m_soughtFrame);
+}
+
+bool TarnwickPreview::Seek(int32_t position)
+{
+    m_soughtFrame = MsToFrame(std::max(0, position));
+    return m_player.Seek(m_soughtFrame);
+}
+
+bool TarnwickPreview::RefreshPreview()
+{
+    if (!m_player.Loaded() || !m_player.Profile())
+        return false;
+    std::unique_ptr<Mlt::Tractor> graph = BuildTimelineGraph(*m_player.Profile(), m_engine.Model(),
+                                                             [this](int32_t stream) { return m_engine.Source(stream); });
+    if (!graph || !m_player.Replace(std::move(graph)))
+        return false;
+    if (!m_player.Playing())
+        m_player.ShowFrame(m_player.Position());
+    return true;
+}
+
+bool TarnwickPreview::Halt()
+{
+    return Stop();
+}
+
+int32_t TarnwickPreview::GetDuration()
+{
+    if (!m_player.Loaded())
+        return 0;
+    // The graph holds a frame of black when the timeline is empty; it lasts nothing.
+    int32_t end = 0;
+    for (const auto& track : m_engine.Model().Tracks())
+        if (!track->disabled)
+            end = std::max(end, TimelineModel::Duration(*track));
+    return end;
+}
+
+int32_t TarnwickPreview::GetPosition()
+{
+    return std::min(FrameToMs(m_player.Position()), GetDuration());
+}
+
+void TarnwickPreview::SetVolume(int32_t level)
+{
+    m_player.SetVolume((std::clamp(level, -100, 0) + 100) / 100.0);
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "engine/ITWPreview.h"
+#include "engine/tarnwick/MltPlayer.h"
+
+class TarnwickTimeline;
+
+// The timeline's player, on the engine's graph of the timeline.
+class TarnwickPreview final : public ITWPreview
+{
+public:
+    explicit TarnwickPreview(TarnwickTimeline& engine);
+
+    void SetOwnerWindow(ITWVideoSurface* surface) override;
+    bool BuildPreview() override;
+    void ClosePreview() override;
+    bool IsPreviewValid() override;
+    bool Play() override;
+    bool Pause() override;
+    bool Stop() override;
+    bool Seek(int32_t position) override;
+    bool RefreshPreview() override;
+    bool Halt() override;
+    int32_t GetDuration() override;
+    int32_t GetPosition() override;
+    void SetVolume(int32_t level) override;
+
+private:
+    TarnwickTimeline& m_engine;
+    Tarnwick::MltPlayer m_player;
+    int32_t m_soughtFrame = 0;
+    int m_builtWidth = 0;
+    int m_builtHeight = 0;
+};

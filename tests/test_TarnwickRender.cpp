@@ -1,0 +1,358 @@
+// The engine's rendering of the timeline: frames and sound taken from its graph at given
+// times, checked by their pixels and their spectrum; and the preview player over it.
+#include "engine/CreateObject.h"
+#include "engine/ITWCoreRoot.h"
+#include "engine/ITWKeyTransition.h"
+#include "engine/ITWMediaFiles.h"
+#include "engine/ITWPreview.h"
+#include "engine/ITWTimeline.h"
+#include "engine/ITWVideoSurface.h"
+#include "engine/tarnwick/TarnwickTimeline.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <cmath>
+#include <mutex>
+
+namespace {
+
+QString Fixture(const char* name)
+{
+    return QStringLiteral(QM_FIXTURE_DIR "/") + QLatin1String(name);
+}
+
+// Near a colour, allowing for the codec's rounding.
+bool Near(QRgb pixel, int r, int g, int b, int tolerance = 40)
+{
+    return std::abs(qRed(pixel) - r) <= tolerance && std::abs(qGreen(pixel) - g) <= tolerance
+           && std::abs(qBlue(pixel) - b) <= tolerance;
+}
+
+QString Rgb(QRgb pixel)
+{
+    return QStringLiteral("(%1,%2,%3)").arg(qRed(pixel)).arg(qGreen(pixel)).arg(qBlue(pixel));
+}
+
+// The strength of one pitch in a mono signal (Goertzel).
+double Strength(const std::vector<double>& signal, double hz, double rate = 48000.0)
+{
+    const double k = 2.0 * std::cos(2.0 * M_PI * hz / rate);
+    double s1 = 0, s2 = 0;
+    for (double x : signal) {
+        const double s = x + k * s1 - s2;
+        s2 = s1;
+        s1 = s;
+    }
+    const double power = s1 * s1 + s2 * s2 - k * s1 * s2;
+    return 2.0 * std::sqrt(std::max(0.0, power)) / static_cast<double>(signal.size());
+}
+
+std::vector<double> Left(const std::vector<int16_t>& interleaved)
+{
+    std::vector<double> left;
+    for (size_t i = 0; i < interleaved.size(); i += 2)
+        left.push_back(interleaved[i] / 32768.0);
+    return left;
+}
+
+class Surface : public ITWVideoSurface
+{
+public:
+    void PresentFrame(const QImage& frame, const QRect&) override
+    {
+        std::lock_guard lock(mutex);
+        last = frame;
+        ++count;
+    }
+    void ClearFrame() override {}
+    int Count()
+    {
+        std::lock_guard lock(mutex);
+        return count;
+    }
+    QImage Last()
+    {
+        std::lock_guard lock(mutex);
+        return last;
+    }
+
+private:
+    std::mutex mutex;
+    QImage last;
+    int count = 0;
+};
+
+} // namespace
+
+class TestTarnwickRender : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void sourcesGapsAndSpeed();
+    void overlayKeysOutItsColour();
+    void effectsActOnlyOverTheirRange();
+    void stretchModesFitAWidePicture();
+    void disabledTracksAndEffectsAreLeftOut();
+    void soundsAreMixed();
+    void previewPlaysSeeksAndFollowsEdits();
+
+private:
+    std::shared_ptr<ITWObject> m_object;
+    TarnwickTimeline* m_engine = nullptr;
+    ITWTimeline* m_tl = nullptr;
+    int32_t m_video = 0, m_overlay = 0, m_audio1 = 0, m_audio2 = 0;
+
+    int32_t Stream(const char* name, int16_t index = 0);
+    QRgb At(int32_t ms, int x, int y) { return m_engine->RenderFrame(ms).pixel(x, y); }
+};
+
+void TestTarnwickRender::init()
+{
+    m_object = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
+    m_engine = dynamic_cast<TarnwickTimeline*>(m_object.get());
+    m_tl = &TWCast<ITWTimeline>(m_object.get());
+    // The tracks as the program makes them: video, overlay, two sound tracks.
+    m_video = m_tl->CreateTrack(true);
+    m_overlay = m_tl->CreateTrack(true);
+    m_audio1 = m_tl->CreateTrack(false);
+    m_audio2 = m_tl->CreateTrack(false);
+}
+
+void TestTarnwickRender::cleanup()
+{
+    m_object.reset();
+}
+
+int32_t TestTarnwickRender::Stream(const char* name, int16_t index)
+{
+    const int32_t file = TWCast<ITWCoreRoot>(m_object.get()).OpenFile(Fixture(name));
+    return TWCast<ITWMediaFiles>(m_object.get()).OpenStream(file, index);
+}
+
+void TestTarnwickRender::sourcesGapsAndSpeed()
+{
+    QVERIFY(m_tl->AppendSource(m_video, Stream("red.avi"), 0));          // 0..2000
+    QVERIFY(m_tl->AppendSource(m_video, Stream("redgreen.avi"), 3000)); // 3000..5000, gap before
+    const QImage frame = m_engine->RenderFrame(1000);
+    QCOMPARE(frame.size(), QSize(320, 240));
+    QVERIFY2(Near(frame.pixel(160, 120), 255, 0, 0), qPrintable(Rgb(frame.pixel(160, 120))));
+    QVERIFY2(Near(At(2500, 160, 120), 0, 0, 0, 8), "a gap is black");
+    QVERIFY(Near(At(3500, 160, 120), 255, 0, 0));
+    QVERIFY(Near(At(4500, 160, 120), 0, 128, 0, 60));
+
+    // Slowed four times: media 1000..2000 over 6000..10000 is green all through;
+    // hurried: media 0..2000 over 10000..11000 turns green half way.
+    QVERIFY(m_tl->InsertSource(m_video, Stream("redgreen.avi"), 2, 6000, 0));
+    QVERIFY(m_tl->SetSourceTimes(m_video, 2, 6000, 10000));
+    QVERIFY(m_tl->SetSourceMediaTimes(m_video, 2, 1000, 2000));
+    QVERIFY(m_tl->AppendSource(m_video, Stream("redgreen.avi"), 10000));
+    QVERIFY(m_tl->SetSourceTimes(m_video, 3, 10000, 11000));
+    QVERIFY2(Near(At(6300, 160, 120), 0, 128, 0, 60), qPrintable(Rgb(At(6300, 160, 120))));
+    QVERIFY(Near(At(9800, 160, 120), 0, 128, 0, 60));
+    QVERIFY(Near(At(10200, 160, 120), 255, 0, 0));
+    QVERIFY2(Near(At(10800, 160, 120), 0, 128, 0, 60), qPrintable(Rgb(At(10800, 160, 120))));
+
+    // Where sources overlap, the later sequence number shows.
+    QVERIFY(m_tl->InsertSource(m_video, Stream("blue.avi"), 4, 500, 0));
+    QVERIFY(m_tl->SetSourceTimes(m_video, 4, 500, 1500));
+    QVERIFY(m_tl->SetSourceMediaTimes(m_video, 4, 0, 1000));
+    QVERIFY(Near(At(1000, 160, 120), 0, 0, 255));
+    QVERIFY(Near(At(1800, 160, 120), 255, 0, 0));
+}
+
+void TestTarnwickRender::overlayKeysOutItsColour()
+{
+    QVERIFY(m_tl->AppendSource(m_video, Stream("blue.avi"), 0));
+    QVERIFY(m_tl->AppendSource(m_overlay, Stream("greenkey.avi"), 0));
+    QVERIFY(m_tl->AddTransitionAt(m_overlay, QStringLiteral("DxtKey"), 0, 3000));
+    auto& key = TWCast<ITWKeyTransition>(m_object.get());
+    // Without a key the overlay covers the video.
+    QVERIFY(Near(At(1000, 10, 10), 0, 255, 0));
+    QVERIFY(key.SetKeyParameter(m_overlay, 0, QStringLiteral("KeyType"), 0));
+    QVERIFY(key.SetKeyColor(m_overlay, 0, 0, 255, 0));
+    // The key colour shows the video beneath; the overlay's other colours stay.
+    QVERIFY2(Near(At(1000, 10, 10), 0, 0, 255), qPrintable(Rgb(At(1000, 10, 10))));
+    QVERIFY(Near(At(1000, 300, 220), 0, 0, 255));
+    QVERIFY2(Near(At(1000, 160, 120), 255, 0, 0), qPrintable(Rgb(At(1000, 160, 120))));
+    // After the overlay ends the video shows whole; without the video the keyed parts are black.
+    QVERIFY(Near(At(3500, 160, 120), 0, 0, 255));
+    m_tl->SetTrackDisabled(m_video, true);
+    QVERIFY2(Near(At(1000, 10, 10), 0, 0, 0, 8), qPrintable(Rgb(At(1000, 10, 10))));
+    QVERIFY(Near(At(1000, 160, 120), 255, 0, 0));
+}
+
+void TestTarnwickRender::effectsActOnlyOverTheirRange()
+{
+    QVERIFY(m_tl->AppendSource(m_video, Stream("wide.avi"), 0));
+    m_tl->SetSourceStretchMode(m_video, 0, 2);
+    const QImage plain = m_engine->RenderFrame(880);
+    for (const char* effect : {"Fade", "Pixelate", "Blur", "Wave", "Emboss", "Engrave"}) {
+        while (m_tl->RemoveEffect(m_video, 0)) {
+        }
+        QVERIFY(m_tl->AddEffectAt(m_video, QString::fromLatin1(effect), 800, 1600));
+        // Early in the range, where the fade is still dark.
+        const QImage inside = m_engine->RenderFrame(880);
+        const QImage outside = m_engine->RenderFrame(400);
+        QVERIFY2(inside != plain, effect);
+        QCOMPARE(outside, m_engine->RenderFrame(400 /* again */));
+        int changed = 0;
+        for (int y = 0; y < 240; y += 4)
+            for (int x = 0; x < 320; x += 4)
+                changed += inside.pixel(x, y) != plain.pixel(x, y) ? 1 : 0;
+        QVERIFY2(changed > 100, qPrintable(QStringLiteral("%1 changed only %2 pixels").arg(effect).arg(changed)));
+    }
+    // Without effects, the frame before the range is the plain one at that time.
+    while (m_tl->RemoveEffect(m_video, 0)) {
+    }
+    const QImage before = m_engine->RenderFrame(400);
+    QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Emboss"), 800, 1600));
+    QCOMPARE(m_engine->RenderFrame(400), before);
+    QCOMPARE(m_engine->RenderFrame(1800), [&] {
+        while (m_tl->RemoveEffect(m_video, 0)) {
+        }
+        return m_engine->RenderFrame(1800);
+    }());
+    // Fade goes from black and back to black.
+    QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Fade"), 0, 2000));
+    QVERIFY(qGray(At(0, 10, 100)) < 20);
+    QVERIFY(qGray(At(1000, 10, 100)) > 100);
+    QVERIFY(qGray(At(1960, 10, 100)) < 30);
+}
+
+void TestTarnwickRender::stretchModesFitAWidePicture()
+{
+    // A 640x360 picture on a 320x240 frame: blue, yellow bands at the sides (80 pixels
+    // each), a 40x40 red box at the centre.
+    QVERIFY(m_tl->AppendSource(m_video, Stream("wide.avi"), 0));
+    auto redWidth = [](const QImage& f) {
+        int n = 0;
+        for (int x = 0; x < 320; ++x)
+            n += Near(f.pixel(x, 120), 255, 0, 0) ? 1 : 0;
+        return n;
+    };
+    // 0 stretch: the whole picture, no borders.
+    m_tl->SetSourceStretchMode(m_video, 0, 0);
+    QImage f = m_engine->RenderFrame(1000);
+    QVERIFY(Near(f.pixel(2, 120), 255, 255, 0) && Near(f.pixel(160, 2), 0, 0, 255));
+    // 1 crop: the original size, centred: the box keeps its 40 pixels, no bands.
+    m_tl->SetSourceStretchMode(m_video, 0, 1);
+    f = m_engine->RenderFrame(1000);
+    QVERIFY2(std::abs(redWidth(f) - 40) <= 3, qPrintable(QString::number(redWidth(f))));
+    QVERIFY(Near(f.pixel(2, 120), 0, 0, 255) && Near(f.pixel(160, 2), 0, 0, 255));
+    // 2 preserve the aspect with borders: black above and below, bands at the sides.
+    m_tl->SetSourceStretchMode(m_video, 0, 2);
+    f = m_engine->RenderFrame(1000);
+    QVERIFY2(Near(f.pixel(160, 5), 0, 0, 0, 8), qPrintable(Rgb(f.pixel(160, 5))));
+    QVERIFY(Near(f.pixel(2, 120), 255, 255, 0));
+    // 3 fill keeping the aspect: the sides cut off, no borders, the box scaled by 2/3.
+    m_tl->SetSourceStretchMode(m_video, 0, 3);
+    f = m_engine->RenderFrame(1000);
+    QVERIFY(Near(f.pixel(2, 120), 0, 0, 255) && Near(f.pixel(160, 2), 0, 0, 255));
+    QVERIFY2(std::abs(redWidth(f) - 27) <= 3, qPrintable(QString::number(redWidth(f))));
+}
+
+void TestTarnwickRender::disabledTracksAndEffectsAreLeftOut()
+{
+    QVERIFY(m_tl->AppendSource(m_video, Stream("red.avi"), 0));
+    QVERIFY(m_tl->AppendSource(m_overlay, Stream("blue.avi"), 0));
+    QVERIFY(Near(At(1000, 160, 120), 0, 0, 255)); // the unkeyed overlay covers
+    m_tl->SetTrackDisabled(m_overlay, true);
+    QVERIFY(Near(At(1000, 160, 120), 255, 0, 0));
+    m_tl->SetTrackDisabled(m_video, true);
+    QVERIFY(Near(At(1000, 160, 120), 0, 0, 0, 8));
+    m_tl->SetTrackDisabled(m_video, false);
+    QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Emboss"), 0, 2000));
+    const QImage embossed = m_engine->RenderFrame(1000);
+    m_tl->SetEffectsEnabled(false);
+    QVERIFY(Near(At(1000, 160, 120), 255, 0, 0));
+    m_tl->SetEffectsEnabled(true);
+    QCOMPARE(m_engine->RenderFrame(1000), embossed);
+}
+
+void TestTarnwickRender::soundsAreMixed()
+{
+    // 440 Hz at 0.6 on Audio 1 from 0, 1000 Hz at 0.3 on Audio 2 from 500; the video
+    // track's sound is never heard.
+    QVERIFY(m_tl->AppendSource(m_audio1, Stream("sine440.wav"), 0));
+    QVERIFY(m_tl->AppendSource(m_audio2, Stream("sine1000.wav"), 500));
+    QVERIFY(m_tl->AppendSource(m_video, Stream("video.avi"), 0));
+    const std::vector<double> both = Left(m_engine->RenderSound(800, 800));
+    QVERIFY(both.size() > 30000);
+    const double a = Strength(both, 440), b = Strength(both, 1000);
+    QVERIFY2(std::abs(a - 0.6) < 0.08 && std::abs(b - 0.3) < 0.05,
+             qPrintable(QStringLiteral("440 Hz %1, 1000 Hz %2").arg(a).arg(b)));
+    QVERIFY(Strength(both, 700) < 0.02);
+    // Before the second starts, only the first; after both end, silence.
+    const std::vector<double> first = Left(m_engine->RenderSound(0, 400));
+    QVERIFY(Strength(first, 440) > 0.5 && Strength(first, 1000) < 0.02);
+    m_tl->SetTrackDisabled(m_audio1, true);
+    const std::vector<double> second = Left(m_engine->RenderSound(800, 800));
+    QVERIFY(Strength(second, 440) < 0.02 && Strength(second, 1000) > 0.25);
+    m_tl->SetTrackDisabled(m_audio1, false);
+    // Played at half speed the pitch drops by half.
+    QVERIFY(m_tl->SetSourceTimes(m_audio1, 0, 0, 4000));
+    m_tl->SetTrackDisabled(m_audio2, true);
+    const std::vector<double> slow = Left(m_engine->RenderSound(1000, 1000));
+    QVERIFY2(Strength(slow, 220) > 0.3 && Strength(slow, 440) < 0.1,
+             qPrintable(QStringLiteral("220 Hz %1, 440 Hz %2").arg(Strength(slow, 220)).arg(Strength(slow, 440))));
+}
+
+void TestTarnwickRender::previewPlaysSeeksAndFollowsEdits()
+{
+    qputenv("SDL_AUDIODRIVER", "dummy");
+    auto& preview = TWCast<ITWPreview>(m_object.get());
+    Surface surface;
+    preview.SetOwnerWindow(&surface);
+    QVERIFY(m_tl->AppendSource(m_video, Stream("redgreen.avi"), 0));
+    QVERIFY(m_tl->AppendSource(m_audio1, Stream("sine440.wav"), 0));
+    QVERIFY(preview.BuildPreview());
+    QVERIFY(preview.IsPreviewValid());
+    QCOMPARE(preview.GetDuration(), 2000);
+    QVERIFY(surface.Count() > 0);
+
+    // Seeking while stopped shows the frame there.
+    QVERIFY(preview.Seek(1510));
+    QVERIFY(Near(surface.Last().pixel(160, 120), 0, 128, 0, 60));
+    QCOMPARE(preview.GetPosition(), 1520); // the nearest frame
+    QVERIFY(preview.Seek(-300));
+    QCOMPARE(preview.GetPosition(), 0);
+
+    // Playing moves on; pausing keeps the place; stop goes back to the place sought.
+    QVERIFY(preview.Play());
+    QTRY_VERIFY_WITH_TIMEOUT(preview.GetPosition() > 300, 3000);
+    QVERIFY(preview.Pause());
+    const int32_t paused = preview.GetPosition();
+    QTest::qWait(300);
+    QVERIFY(std::abs(preview.GetPosition() - paused) <= 40);
+    QVERIFY(preview.Seek(800));
+    QVERIFY(preview.Play());
+    QTRY_VERIFY_WITH_TIMEOUT(preview.GetPosition() > 1000, 3000);
+    QVERIFY(preview.Stop());
+    QCOMPARE(preview.GetPosition(), 800);
+
+    // An edit is taken in at the same place; a new frame size wants a new player.
+    QVERIFY(m_tl->AppendSource(m_video, Stream("blue.avi"), -1));
+    QVERIFY(preview.RefreshPreview());
+    QCOMPARE(preview.GetDuration(), 6000);
+    QCOMPARE(preview.GetPosition(), 800);
+    QVERIFY(preview.Seek(3000));
+    QVERIFY(Near(surface.Last().pixel(160, 120), 0, 0, 255));
+    m_tl->SetFrameSize(640, 480);
+    QVERIFY(!preview.IsPreviewValid());
+    preview.ClosePreview();
+    QVERIFY(preview.BuildPreview());
+    QVERIFY(preview.Seek(3000));
+    QCOMPARE(surface.Last().size(), QSize(640, 480));
+    preview.SetVolume(-100);
+    preview.SetVolume(0);
+    preview.SetOwnerWindow(nullptr);
+    preview.ClosePreview();
+    QCOMPARE(preview.GetDuration(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestTarnwickRender)
+#include "test_TarnwickRender.moc"
