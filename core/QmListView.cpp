@@ -19,7 +19,6 @@ constexpr int kIconKeyRole = Qt::UserRole + 1;
 constexpr int kItemKeyRole = Qt::UserRole + 2;
 constexpr int kForeColorRole = Qt::UserRole + 3;
 constexpr int32_t kWindowText = static_cast<int32_t>(0x80000008u);
-constexpr const char* kRowsMime = "application/x-quillmont-rows";
 
 } // namespace
 
@@ -248,7 +247,7 @@ void QmListView::RunDrag(QAbstractItemView* view, Qt::DropActions)
     for (const QModelIndex& index : rows)
         encoded += QByteArray::number(index.row()) + ' ';
     auto* data = new QMimeData;
-    data->setData(QString::fromLatin1(kRowsMime), encoded.trimmed());
+    data->setData(QString::fromLatin1(RowsMimeType), encoded.trimmed());
     auto* drag = new QDrag(view);
     drag->setMimeData(data);
     if (!m_dragPixmap.isNull()) {

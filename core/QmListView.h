@@ -23,6 +23,9 @@ class QmListView : public QWidget
 public:
     enum View { LargeIcons = 0, SmallIcons = 1, List = 2, Report = 3 };
 
+    // The MIME type of dragged rows: their numbers, separated by blanks.
+    static constexpr const char* RowsMimeType = "application/x-quillmont-rows";
+
     explicit QmListView(QWidget* parent = nullptr);
 
     void SetColumns(const QStringList& headers);

@@ -1,8 +1,11 @@
 #include "core/QmPicture.h"
 
 #include "core/QmColors.h"
+#include "core/QmListView.h"
 
+#include <QDropEvent>
 #include <QKeyEvent>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -139,6 +142,11 @@ void QmPicture::paintEvent(QPaintEvent*)
         painter.fillRect(QRect(0, m_image.height(), width(), height() - m_image.height()),
                          QmColors::ToQColor(m_backColor));
     }
+    // Where dragged rows would land: a frame over the drawing, which stays as it is.
+    if (m_dropHighlight) {
+        painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
+        painter.drawRect(rect().adjusted(1, 1, -1, -1));
+    }
 }
 
 void QmPicture::resizeEvent(QResizeEvent* event)
@@ -179,4 +187,33 @@ void QmPicture::keyPressEvent(QKeyEvent* event)
     // key handling as well, and one press would count twice.
     emit KeyDown(event->key(), event->modifiers());
     event->accept();
+}
+
+void QmPicture::SetDropHighlight(bool on)
+{
+    m_dropHighlight = on;
+    update();
+}
+
+void QmPicture::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (!event->mimeData()->hasFormat(QString::fromLatin1(QmListView::RowsMimeType)))
+        return;
+    event->acceptProposedAction();
+    SetDropHighlight(true);
+}
+
+void QmPicture::dragLeaveEvent(QDragLeaveEvent*)
+{
+    SetDropHighlight(false);
+}
+
+void QmPicture::dropEvent(QDropEvent* event)
+{
+    SetDropHighlight(false);
+    if (!event->mimeData()->hasFormat(QString::fromLatin1(QmListView::RowsMimeType)))
+        return;
+    event->acceptProposedAction();
+    const QPoint p = event->position().toPoint();
+    emit DragDrop(p.x(), p.y());
 }

@@ -39,12 +39,17 @@ public:
     int TextHeight(const QString& text = QStringLiteral("Ag")) const;
 
     const QImage& Image() const { return m_image; }
+    // True while rows of a list are dragged over the picture.
+    bool DropHighlighted() const { return m_dropHighlight; }
 
 signals:
     void MouseDown(Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);
     void MouseMove(Qt::MouseButtons buttons, Qt::KeyboardModifiers shift, int x, int y);
     void MouseUp(Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);
     void KeyDown(int key, Qt::KeyboardModifiers shift);
+    // Rows of a list (QmListView::RowsMimeType) were dropped at x, y; taken only while
+    // the picture accepts drops.
+    void DragDrop(int x, int y);
     void Resized();
 
 protected:
@@ -54,10 +59,15 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void DotPixels(const QRect& r);
+    void SetDropHighlight(bool on);
 
     QImage m_image;
     int32_t m_backColor = static_cast<int32_t>(0x8000000Fu);
+    bool m_dropHighlight = false;
 };

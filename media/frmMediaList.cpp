@@ -85,8 +85,8 @@ frmMediaList::frmMediaList()
     // While a row is dragged, the track pictures take drops.
     auto dropTargets = [](bool on) {
         frmTimeline* timeline = frmTimeline::instance();
-        for (QWidget* pic : {static_cast<QWidget*>(timeline->picVideo[0]), static_cast<QWidget*>(timeline->picAudio[0]),
-                             static_cast<QWidget*>(timeline->picAudio[1]), static_cast<QWidget*>(timeline->picOverlay[0])})
+        for (QWidget* pic : {timeline->picVideo[0], timeline->picEffect[0], timeline->picOverlay[0],
+                             timeline->picAudio[0], timeline->picAudio[1]})
             pic->setAcceptDrops(on);
     };
     connect(lvwMediaList, &QmListView::DragStarted, this, [dropTargets] { dropTargets(true); });

@@ -303,24 +303,28 @@ void mdiTarnwick::BuildContextMenus()
     m_mnuEditContext = new QMenu(QStringLiteral("&Edit Context"), this);
     m_mnuEditContext->setObjectName(QStringLiteral("mnuEditContext"));
     QMenu* ec = m_mnuEditContext;
+    // The separators have names: the timeline shows and hides them with the entries
+    // they stand between, by the row pressed.
+    auto separator = [ec](const char* name) { ec->addSeparator()->setObjectName(QString::fromLatin1(name)); };
     AddItem(ec, "mnuEC_ZoomIn", "Zoom &In");
     AddItem(ec, "mnuEC_ZoomOut", "Zoo&m Out");
-    ec->addSeparator();
+    separator("s21");
     AddItem(ec, "mnuEC_Cut", "Cu&t");
     AddItem(ec, "mnuEC_Copy", "&Copy");
     AddItem(ec, "mnuEC_Paste", "&Paste");
     AddItem(ec, "mnuEC_Delete", "&Delete");
     AddItem(ec, "mnuEC_Crop", "Cr&op");
-    ec->addSeparator();
+    separator("s34");
     AddItem(ec, "mnuEditContextAddtoAudio1", "Move to Audio &1");
     AddItem(ec, "mnuEditContextAddtoAudio2", "Move to Audio &2");
-    ec->addSeparator();
+    separator("s22");
     AddItem(ec, "mnuEC_AddMarker", "&Add Marker");
     AddItem(ec, "mnuEC_RemoveMarker", "&Remove Marker");
-    ec->addSeparator();
+    separator("s23");
     AddItem(ec, "mnuEC_StretchMode", "Set Stretch &Mode");
+    separator("sr1");
     AddItem(ec, "mnuEC_SetOverlayTransparency", "Set Overlay &Key Color");
-    ec->addSeparator();
+    separator("sr2");
     AddItem(ec, "mnuEC_SelSliders", "&Selection Sliders");
 
     for (const auto& twin : kPopupTwins)

@@ -134,7 +134,7 @@ void Dump(const QMenu* menu, int depth, QStringList& lines)
     const QString indent(depth * 2, u' ');
     for (QAction* action : menu->actions()) {
         if (action->isSeparator()) {
-            lines << indent + u'-';
+            lines << indent + u'-' + action->objectName();
             continue;
         }
         QString line = indent + action->objectName() + u'|' + action->text().replace(QLatin1String("&&"), QLatin1String("&"));
@@ -229,12 +229,12 @@ void TestShell::menusStandAsDesigned()
     popups.clear();
     Dump(Main()->mnuEditContext(), 0, popups);
     QCOMPARE(popups.join(u','),
-             QStringLiteral("mnuEC_ZoomIn|Zoom &In,mnuEC_ZoomOut|Zoo&m Out,-,mnuEC_Cut|Cu&t,mnuEC_Copy|&Copy,"
-                            "mnuEC_Paste|&Paste,mnuEC_Delete|&Delete,mnuEC_Crop|Cr&op,-,"
-                            "mnuEditContextAddtoAudio1|Move to Audio &1,mnuEditContextAddtoAudio2|Move to Audio &2,-,"
-                            "mnuEC_AddMarker|&Add Marker,mnuEC_RemoveMarker|&Remove Marker,-,"
-                            "mnuEC_StretchMode|Set Stretch &Mode,mnuEC_SetOverlayTransparency|Set Overlay &Key Color,-,"
-                            "mnuEC_SelSliders|&Selection Sliders"));
+             QStringLiteral("mnuEC_ZoomIn|Zoom &In,mnuEC_ZoomOut|Zoo&m Out,-s21,mnuEC_Cut|Cu&t,mnuEC_Copy|&Copy,"
+                            "mnuEC_Paste|&Paste,mnuEC_Delete|&Delete,mnuEC_Crop|Cr&op,-s34,"
+                            "mnuEditContextAddtoAudio1|Move to Audio &1,mnuEditContextAddtoAudio2|Move to Audio &2,-s22,"
+                            "mnuEC_AddMarker|&Add Marker,mnuEC_RemoveMarker|&Remove Marker,-s23,"
+                            "mnuEC_StretchMode|Set Stretch &Mode,-sr1,mnuEC_SetOverlayTransparency|Set Overlay &Key Color,"
+                            "-sr2,mnuEC_SelSliders|&Selection Sliders"));
     QCOMPARE(Main()->mnuEditContext()->title(), QStringLiteral("&Edit Context"));
     QVERIFY(!Main()->menuBar()->actions().contains(Main()->mnuEditContext()->menuAction()));
 }

@@ -153,11 +153,12 @@ bool HasInk(const QmPicture* pic, const QRect& r, int32_t ground)
     return false;
 }
 
-// A press and release on a row at view x, as the user does it.
+// A press on a row at view x, as the user does it. The release is made with Ctrl held,
+// which leaves the selection as the press made it: these tests see the press's rule.
 void Press(QWidget* row, int x, Qt::KeyboardModifiers keys = {})
 {
     QTest::mousePress(row, Qt::LeftButton, keys, QPoint(x, row->height() / 2));
-    QTest::mouseRelease(row, Qt::LeftButton, keys, QPoint(x, row->height() / 2));
+    QTest::mouseRelease(row, Qt::LeftButton, keys | Qt::ControlModifier, QPoint(x, row->height() / 2));
 }
 
 // Handles are grabbed 5 pixels into them; a move asks for the handle's left at newLeft.

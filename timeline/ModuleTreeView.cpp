@@ -3,9 +3,6 @@
 #include "core/QmIcons.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
-#include "core/moduleUtilities.h"
-#include "engine/ITWCoreRoot.h"
-#include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
@@ -47,20 +44,11 @@ QString TrackImage(int32_t track)
     return Eng<ITWTimeline>().IsVideoTrack(track) ? QStringLiteral("VIDEO") : QStringLiteral("AUDIO");
 }
 
-QString SourceText(int32_t track, int16_t seq)
-{
-    QString path;
-    const int32_t file = Eng<ITWMediaFiles>().GetStreamFile(Eng<ITWTimeline>().GetSourceStream(track, seq));
-    if (file == 0 || !Eng<ITWCoreRoot>().GetFileName(file, 260, path))
-        return QString();
-    return moduleUtilities::ExtractFileName(path.trimmed());
-}
-
 void AddSourcesOf(int32_t track)
 {
     const int16_t n = Eng<ITWTimeline>().GetSourceCount(track);
     for (int16_t seq = 0; seq < n; ++seq)
-        AddSource(SourceText(track, seq), QStringLiteral("SOURCE"), track);
+        AddSource(moduleTimeline::GetSourceFileName(track, seq), QStringLiteral("SOURCE"), track);
 }
 
 } // namespace

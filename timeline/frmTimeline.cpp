@@ -3,12 +3,17 @@
 #include "core/QmColors.h"
 #include "core/QmIcons.h"
 #include "core/QmImageBox.h"
+#include "core/QmListView.h"
+#include "core/QmMsgBox.h"
 #include "core/QmPicture.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
+#include "editing/moduleTWState.h"
 #include "engine/ITWTimeline.h"
+#include "history/ModuleHistory.h"
 #include "preview/frmPreview.h"
+#include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
 #include "timeline/moduleBookmarks.h"
@@ -60,6 +65,22 @@ void SayInStatus(const QString& text)
 {
     if (QLabel* hint = StatusHint())
         hint->setText(text);
+}
+
+// The trap's name for an event of a row, with its values.
+QString EventName(const char* row, const char* event, int16_t index, int x, int y)
+{
+    return QStringLiteral("%1_%2 - Index: %3, X: %4, Y: %5")
+        .arg(QLatin1String(row), QLatin1String(event))
+        .arg(index)
+        .arg(x)
+        .arg(y);
+}
+
+void MenuUpdate()
+{
+    if (mdiTarnwick::exists())
+        mdiTarnwick::instance()->EnableOrDisableMenuItems();
 }
 
 QString Indexed(const char* name, int index)
@@ -223,12 +244,23 @@ void frmTimeline::BuildRows()
             pic->setFocusPolicy(Qt::ClickFocus);
             pic->setWhatsThis(QStringLiteral("A track of the timeline. Click an item to select it; hold Ctrl or "
                                              "Shift to select several."));
+            // The audio rows' tip says "Video Track" as well: so it was written.
+            pic->setToolTip(kind == u"Effect"    ? QStringLiteral("Effect Track")
+                            : kind == u"Overlay" ? QStringLiteral("Overlay Track")
+                                                 : QStringLiteral("Video Track"));
             k.pictures->append(pic);
             k.shapes->append(MakeSelectionShape(pic, Indexed(k.shapeName, i)));
-            connect(pic, &QmPicture::MouseDown, this, [this, pic](Qt::MouseButton b, Qt::KeyboardModifiers s, int x, int) {
-                Row_MouseDown(pic, b, s, x);
+            connect(pic, &QmPicture::MouseDown, this, [this, pic](Qt::MouseButton b, Qt::KeyboardModifiers s, int x, int y) {
+                Row_MouseDown(pic, b, s, x, y);
             });
-            connect(pic, &QmPicture::MouseMove, this, [] { moduleScaleRenderer::ClearScaleLine(); });
+            connect(pic, &QmPicture::MouseMove, this, [this, pic](Qt::MouseButtons b, Qt::KeyboardModifiers, int x, int y) {
+                Row_MouseMove(pic, b, x, y);
+            });
+            connect(pic, &QmPicture::MouseUp, this, [this, pic](Qt::MouseButton b, Qt::KeyboardModifiers s, int x, int y) {
+                Row_MouseUp(pic, b, s, x, y);
+            });
+            connect(pic, &QmPicture::KeyDown, this, [this, pic](int key, Qt::KeyboardModifiers s) { Row_KeyDown(pic, key, s); });
+            connect(pic, &QmPicture::DragDrop, this, [this, pic](int x, int y) { Row_OLEDragDrop(pic, x, y); });
 
             const QString rowName = kind == u"Audio" ? QStringLiteral("Audio %1").arg(i + 1) : kind;
             auto* label = new QLabel(rowName, picTimelineBase);
@@ -317,10 +349,10 @@ void frmTimeline::ConnectOptionBoxes()
         linkBox->setEnabled(!value);
         linkImage->setEnabled(!value);
     };
-    wire(chkLockVideo, imgLockVideo, lock, blank, [=](int i, bool v) { lockChanged(chkLinkVideo[i], imgLinkVideo[i], v); });
-    wire(chkLockAudio, imgLockAudio, lock, blank, [=](int i, bool v) { lockChanged(chkLinkAudio[i], imgLinkAudio[i], v); });
+    wire(chkLockVideo, imgLockVideo, lock, blank, [=, this](int i, bool v) { lockChanged(chkLinkVideo[i], imgLinkVideo[i], v); });
+    wire(chkLockAudio, imgLockAudio, lock, blank, [=, this](int i, bool v) { lockChanged(chkLinkAudio[i], imgLinkAudio[i], v); });
     wire(chkLockOverlay, imgLockOverlay, lock, blank,
-         [=](int i, bool v) { lockChanged(chkLinkOverlay[i], imgLinkOverlay[i], v); });
+         [=, this](int i, bool v) { lockChanged(chkLinkOverlay[i], imgLinkOverlay[i], v); });
     wire(chkLockEffect, imgLockEffect, lock, blank, [](int, bool) {
         ShowOrHideTrackSelections();
         RenderAllSelections();
@@ -443,6 +475,22 @@ void frmTimeline::Load()
         moduleBookmarks::RemoveBookmarks();
         ProjectModified = true;
     });
+    // Adding: the files of the media list (also from its pop-up and the toolbar), the
+    // overlay, and the effects of the tools panel and the Edit menu.
+    main->SetCommand(QStringLiteral("mnuEditAddToTimeline"), [] { AddToTimelineCommand(); });
+    main->SetCommand(QStringLiteral("mnuEditAddToOverlay"), [] { AddToOverlayCommand(); });
+    main->SetCommand(QStringLiteral("cmdAdd"), [] { AddEffectCommand(); });
+    const char* const effectEntries[] = {"mnuAddEffectFade", "mnuAddEffectPixelate", "mnuAddEffectBlur",
+                                         "mnuAddEffectWave", "mnuAddEffectEmboss",   "mnuAddEffectEngrave"};
+    for (int row = 0; row < static_cast<int>(std::size(effectEntries)); ++row) {
+        main->SetCommand(QString::fromLatin1(effectEntries[row]), [row] {
+            QmListView* effects = frmTools::instance()->lvwEffects;
+            for (int r = 0; r < effects->Count(); ++r)
+                effects->SetSelected(r, r == row);
+            effects->SetCurrentRow(row);
+            AddEffectCommand();
+        });
+    }
     main->Item(QStringLiteral("mnuViewSelectionSliders"))->setCheckable(true);
     main->Item(QStringLiteral("mnuEC_SelSliders"))->setCheckable(true);
     main->SetCommand(QStringLiteral("mnuViewTimelineList"), [this, main] {
@@ -592,12 +640,13 @@ void frmTimeline::picScale_MouseDown(Qt::MouseButton button, Qt::KeyboardModifie
 {
     QmTrap::Run(kModule, QStringLiteral("picScale_MouseDown"), [&] {
         if (button == Qt::LeftButton) {
-            const int32_t pos = PixelsToMs(hsb->value() * TickSpacing + x);
+            const int32_t pos = TimeAt(x);
             // The preview's seek bar holds the position within its own range.
             QSlider* seek = frmPreview::instance()->sldSeekBar;
             seek->setValue(pos);
             SetSliderPosition(seek->value(), false);
         } else if (button == Qt::RightButton && mdiTarnwick::exists()) {
+            ShowMenuItems(0, 0);
             mdiTarnwick::instance()->mnuEditContext()->popup(QCursor::pos());
         }
     });
@@ -625,22 +674,319 @@ void frmTimeline::Scale_KeyDown(int key, Qt::KeyboardModifiers shift)
     });
 }
 
-void frmTimeline::Row_MouseDown(QmPicture* pic, Qt::MouseButton button, Qt::KeyboardModifiers shift, int x)
+frmTimeline::Row frmTimeline::RowOf(const QmPicture* pic) const
 {
-    QmTrap::Run(kModule, pic->objectName() + QStringLiteral("_MouseDown"), [&] {
-        if (button != Qt::LeftButton)
-            return;
+    const auto at = [pic](const QList<QmPicture*>& pictures) { return static_cast<int16_t>(pictures.indexOf(pic)); };
+    if (const int16_t i = at(picVideo); i >= 0)
+        return {RowKind::Video, i, "picVideo"};
+    if (const int16_t i = at(picEffect); i >= 0)
+        return {RowKind::Effect, i, "picEffect"};
+    if (const int16_t i = at(picOverlay); i >= 0)
+        return {RowKind::Overlay, i, "picOverlay"};
+    return {RowKind::Audio, at(picAudio), "picAudio"};
+}
+
+int32_t frmTimeline::TrackOf(const Row& row) const
+{
+    switch (row.kind) {
+    case RowKind::Video:
+    case RowKind::Effect:
+        return TrackCollection.Item(row.index + 1);
+    case RowKind::Overlay:
+        return OverlayTrack;
+    case RowKind::Audio:
+        break;
+    }
+    return TrackCollection.Item(static_cast<int>(picVideo.size()) + row.index + 1);
+}
+
+bool frmTimeline::HoverRow(const Row& row, int x, int y)
+{
+    switch (row.kind) {
+    case RowKind::Video:
+        return OnPicVideoMouseMove(x, y, row.index);
+    case RowKind::Effect:
+        return OnPicEffectMouseMove(x, y, row.index);
+    case RowKind::Overlay:
+        return OnPicOverlayMouseMove(x, y, row.index);
+    case RowKind::Audio:
+        break;
+    }
+    return OnPicAudioMouseMove(x, y, row.index);
+}
+
+void frmTimeline::Row_MouseDown(QmPicture* pic, Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y)
+{
+    const Row row = RowOf(pic);
+    QmTrap::Run(kModule, EventName(row.name, "MouseDown", row.index, x, y), [&] {
         ClickX = x;
         ClickShift = shift & Qt::ShiftModifier;
         ClickCtrl = shift & Qt::ControlModifier;
-        if (const auto i = picVideo.indexOf(pic); i >= 0)
-            OnPicMediaClick(static_cast<int16_t>(i), true);
-        else if (const auto a = picAudio.indexOf(pic); a >= 0)
-            OnPicMediaClick(static_cast<int16_t>(a), false);
-        else if (const auto o = picOverlay.indexOf(pic); o >= 0)
-            OnPicOverlayClick(static_cast<int16_t>(o));
-        else if (const auto e = picEffect.indexOf(pic); e >= 0)
-            OnPicEffectClick(static_cast<int16_t>(e));
+        switch (row.kind) {
+        case RowKind::Video:
+            OnPicMediaClick(row.index, true);
+            break;
+        case RowKind::Audio:
+            OnPicMediaClick(row.index, false);
+            break;
+        case RowKind::Overlay:
+            OnPicOverlayClick(row.index);
+            break;
+        case RowKind::Effect:
+            OnPicEffectClick(row.index);
+            break;
+        }
+        ClickShift = ClickCtrl = false;
+
+        // A locked row can be selected on, but neither dragged nor given the pop-up.
+        const int32_t track = TrackOf(row);
+        const bool effects = row.kind == RowKind::Effect;
+        if (effects ? moduleTWState::IsEffectLocked(track) : moduleTWState::IsTrackLocked(track))
+            return;
+
+        if (button == Qt::LeftButton) {
+            auto& tl = Eng<ITWTimeline>();
+            DragActive = true;
+            DragLastX = static_cast<float>(x);
+            const int32_t position = TimeAt(x);
+            // In a gap DragSeq is -1, the read fails, and the times of the last press stay.
+            if (effects) {
+                DragSeq = GetSequenceNumberAtPosEffect(track, position);
+                tl.GetEffectTimes(track, DragSeq, DragOrigStart, DragOrigStop);
+            } else {
+                DragSeq = GetSequenceNumberFromPos(track, position);
+                tl.GetSourceTimes(track, DragSeq, DragOrigStart, DragOrigStop);
+            }
+            DragResize = HoverRow(row, x, y);
+            if ((effects ? tl.GetEffectCount(track) : tl.GetSourceCount(track)) == 0)
+                return;
+            // The entry is made ahead of any change; the release takes it back if nothing moved.
+            ModuleHistory::RemoveDisabledEntries();
+            OpenHistoryEntry(DragResize ? QStringLiteral("Resize") : QStringLiteral("Move"));
+            ProjectModified = true;
+        } else if (button == Qt::RightButton && mdiTarnwick::exists()) {
+            switch (row.kind) {
+            case RowKind::Video:
+                ShowMenuItems(1, row.index);
+                break;
+            case RowKind::Audio:
+                ShowMenuItems(2, row.index);
+                break;
+            case RowKind::Effect:
+                ShowMenuItems(2, -1);
+                break;
+            case RowKind::Overlay:
+                ShowMenuItems(3, row.index);
+                break;
+            }
+            mdiTarnwick::instance()->mnuEditContext()->popup(QCursor::pos());
+        }
+    });
+}
+
+void frmTimeline::Row_MouseMove(QmPicture* pic, Qt::MouseButtons buttons, int x, int y)
+{
+    const Row row = RowOf(pic);
+    QmTrap::Run(kModule, EventName(row.name, "MouseMove", row.index, x, y), [&] {
+        switch (row.kind) {
+        case RowKind::Video:
+            SayInStatus(QStringLiteral("Represents video sources over time"));
+            break;
+        case RowKind::Audio:
+            SayInStatus(QStringLiteral("Represents audio sources over time"));
+            break;
+        case RowKind::Effect:
+            SayInStatus(QStringLiteral("Represents various effects over time"));
+            break;
+        case RowKind::Overlay:
+            SayInStatus(QStringLiteral("Represents overlay sources over time"));
+            break;
+        }
+        DrawScaleLine(x);
+        HoverRow(row, x, y);
+        if (!(buttons & Qt::LeftButton) || !DragActive)
+            return;
+        int32_t delta = PixelsToMs(static_cast<int32_t>(static_cast<float>(x) - DragLastX));
+        if (DragResize) {
+            ResizeSelSources(delta);
+        } else {
+            // To the left only as far as the room before the first selected items.
+            if (delta < 0)
+                delta = std::max(delta, -GetSelMinLeftMoveLength());
+            ShiftSelSources(delta);
+        }
+        RenderAllBars();
+        AdjustScroll();
+        DragLastX = static_cast<float>(x);
+    });
+}
+
+void frmTimeline::Row_MouseUp(QmPicture* pic, Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y)
+{
+    const Row row = RowOf(pic);
+    QmTrap::Run(kModule, EventName(row.name, "MouseUp", row.index, x, y), [&] {
+        if (button != Qt::LeftButton || !DragActive)
+            return;
+        auto& tl = Eng<ITWTimeline>();
+        const int32_t track = TrackOf(row);
+        const bool effects = row.kind == RowKind::Effect;
+        // A failed read (a press in a gap) leaves 0 and 0, to be compared with what the
+        // press left.
+        int32_t start = 0, stop = 0;
+        if (effects)
+            tl.GetEffectTimes(track, DragSeq, start, stop);
+        else
+            tl.GetSourceTimes(track, DragSeq, start, stop);
+        if (start == DragOrigStart && stop == DragOrigStop) {
+            if ((effects ? tl.GetEffectCount(track) : tl.GetSourceCount(track)) > 0)
+                ModuleHistory::DeleteLastEntry();
+            // A plain click on one of several selected items leaves it alone selected.
+            if (!(shift & Qt::ControlModifier)) {
+                ClearMFSTSubSelections();
+                if (effects) {
+                    tl.SetEffectSelected(track, DragSeq, true);
+                } else {
+                    tl.SetSourceSelected(track, DragSeq, true);
+                    if (row.kind == RowKind::Overlay)
+                        tl.SetTransitionSelected(track, DragSeq, true);
+                }
+                RenderAllBars();
+            }
+        } else {
+            ModuleHistory::StoreCurrentTLImage();
+        }
+        MenuUpdate();
+    });
+    if (button == Qt::LeftButton)
+        DragActive = false;
+}
+
+void frmTimeline::Row_KeyDown(QmPicture* pic, int key, Qt::KeyboardModifiers shift)
+{
+    const Row row = RowOf(pic);
+    QmTrap::Run(kModule,
+                QStringLiteral("%1_KeyDown - Index: %2, KeyCode: %3").arg(QLatin1String(row.name)).arg(row.index).arg(key),
+                [&] {
+                    int32_t step = 0;
+                    if (shift & Qt::ShiftModifier) {
+                        step = PixelsToMs(1);
+                        SayInStatus(QStringLiteral("Ready"));
+                    } else {
+                        step = PixelsToMs(5);
+                        SayInStatus(QStringLiteral("Use the 'Shift' key to nudge source(s) with the direction keys"));
+                    }
+                    // A nudge has no left limit and makes no history entry.
+                    if (key == Qt::Key_Right)
+                        ShiftSelSources(step);
+                    else if (key == Qt::Key_Left)
+                        ShiftSelSources(-step);
+                    else
+                        return;
+                    RenderAllBars();
+                    AdjustScroll();
+                });
+}
+
+void frmTimeline::Row_OLEDragDrop(QmPicture* pic, int x, int y)
+{
+    const Row row = RowOf(pic);
+    QmTrap::Run(kModule, EventName(row.name, "OLEDragDrop", row.index, x, y), [&] {
+        using namespace moduleTWState;
+        auto anyLocked = [] {
+            for (int32_t track : TrackCollection)
+                if (IsTrackLocked(track))
+                    return true;
+            return false;
+        };
+        switch (row.kind) {
+        case RowKind::Audio:
+            if (anyLocked()) {
+                MsgBox(QStringLiteral("Track is locked"), QmMsgBox::Icon::Information);
+                return;
+            }
+            if (row.index != 0)
+                return; // the second audio row takes nothing
+            AddToTimelineCommand();
+            break;
+        case RowKind::Video:
+            if (anyLocked()) {
+                MsgBox(QStringLiteral("Please unlock the audio and / or video track(s) before attempting to add this "
+                                      "file to the timeline."),
+                       QmMsgBox::Icon::Information);
+                return;
+            }
+            AddToTimelineCommand();
+            break;
+        case RowKind::Effect:
+            frmTools::instance()->OnAddClick(); // the effect chosen in the tools panel
+            return;
+        case RowKind::Overlay:
+            if (IsTrackLocked(OverlayTrack)) {
+                MsgBox(QStringLiteral("Track is locked"), QmMsgBox::Icon::Information);
+                return;
+            }
+            if (IsVideoTrackEmpty())
+                return;
+            AddToOverlayCommand();
+            break;
+        }
+        MenuUpdate();
+    });
+}
+
+void frmTimeline::ShowMenuItems(int16_t context, int16_t index)
+{
+    QmTrap::Run(kModule, QStringLiteral("ShowMenuItems"), [&] {
+        if (!mdiTarnwick::exists())
+            return;
+        mdiTarnwick* main = mdiTarnwick::instance();
+        const QList<QAction*> entries = main->mnuEditContext()->actions();
+        // Pop-up entries and separators by name; the Edit menu's own entries as well.
+        auto show = [&](const char* name, bool visible) {
+            const QString wanted = QString::fromLatin1(name);
+            QAction* entry = main->Item(wanted);
+            for (qsizetype i = 0; !entry && i < entries.size(); ++i)
+                if (entries[i]->objectName() == wanted)
+                    entry = entries[i];
+            if (entry)
+                entry->setVisible(visible);
+        };
+        struct Rule
+        {
+            std::initializer_list<const char*> shown;
+            std::initializer_list<const char*> hidden;
+        };
+        static const Rule rules[] = {
+            {{"mnuEC_ZoomIn", "mnuEC_ZoomOut", "s22", "mnuEC_AddMarker", "mnuEC_RemoveMarker"},
+             {"s21", "mnuEC_Copy", "mnuEC_Cut", "mnuEC_Paste", "mnuEC_Delete", "mnuEC_Crop", "s23", "mnuEC_StretchMode",
+              "sr1"}},
+            {{"mnuEC_Copy", "mnuEC_Cut", "mnuEC_Paste", "mnuEC_Crop", "mnuEC_Delete", "s23", "mnuEC_StretchMode"},
+             {"mnuEC_ZoomIn", "mnuEC_ZoomOut", "s22", "s21", "mnuEC_AddMarker", "mnuEC_RemoveMarker", "sr1",
+              "mnuEC_SetOverlayTransparency", "mnuEditContextAddtoAudio1", "mnuEditContextAddtoAudio2"}},
+            {{"mnuEC_Copy", "mnuEC_Cut", "mnuEC_Paste", "mnuEC_Crop", "mnuEC_Delete"},
+             {"mnuEC_ZoomIn", "mnuEC_ZoomOut", "s22", "mnuEC_AddMarker", "mnuEC_RemoveMarker", "s23",
+              "mnuEC_StretchMode", "sr1", "mnuEC_SetOverlayTransparency", "s21"}},
+            {{"mnuEC_Copy", "mnuEC_Cut", "mnuEC_Paste", "mnuEC_Crop", "mnuEC_Delete", "s23", "mnuEC_StretchMode",
+              "mnuEC_SetOverlayTransparency", "sr2", "mnuEC_SelSliders"},
+             {"mnuEC_ZoomIn", "mnuEC_ZoomOut", "s22", "mnuEC_AddMarker", "mnuEC_RemoveMarker", "s21", "sr1", "s34",
+              "mnuEditAddtoAudio1", "mnuEditAddtoAudio2", "mnuEditContextAddtoAudio1", "mnuEditContextAddtoAudio2"}},
+        };
+        if (context < 0 || context > 3)
+            return;
+        for (const char* name : rules[context].shown)
+            show(name, true);
+        for (const char* name : rules[context].hidden)
+            show(name, false);
+        if (context != 2)
+            return;
+        // An audio row offers the move to the other audio track; the effect row neither.
+        if (index == 0 || index == 1) {
+            show("mnuEditContextAddtoAudio2", index == 0);
+            show("mnuEditContextAddtoAudio1", index == 1);
+            show("s34", true);
+        } else {
+            show("s34", false);
+        }
     });
 }
 

@@ -87,6 +87,21 @@ public:
     bool DraggingEnd = false;
     bool ScrollingRight = false;
 
+    // Pointer work on the rows: a left press on an unlocked row starts a drag of the
+    // selected items (or a resize from an item's corner) that its release ends.
+    bool DragActive = false;
+    float DragLastX = 0;
+    int16_t DragSeq = -1;
+    bool DragResize = false;
+    int32_t DragOrigStart = 0;
+    int32_t DragOrigStop = 0;
+
+    // Chooses the entries of the main window's pop-up mnuEditContext before it opens:
+    // context 0 for the scale, 1 the video row, 2 an audio row (index 0 or 1) or the
+    // effect row (index -1), 3 the overlay row. Entries a context does not name keep
+    // their last state.
+    void ShowMenuItems(int16_t context, int16_t index);
+
     // Places the rows, scale and sliders for the present size (after a resize or a
     // move of the divider).
     void ArrangeRows();
@@ -108,7 +123,23 @@ private:
     void picScale_MouseDown(Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);
     void picScale_MouseMove(Qt::MouseButtons buttons, int x);
     void Scale_KeyDown(int key, Qt::KeyboardModifiers shift);
-    void Row_MouseDown(QmPicture* pic, Qt::MouseButton button, Qt::KeyboardModifiers shift, int x);
+    enum class RowKind { Video, Effect, Overlay, Audio };
+    struct Row
+    {
+        RowKind kind;
+        int16_t index;
+        const char* name; // the control array's name
+    };
+    Row RowOf(const QmPicture* pic) const;
+    // The engine track of a row; the effect row's is its video track.
+    int32_t TrackOf(const Row& row) const;
+    // The row's OnPic...MouseMove: tool tip and pointer; true in the resize zone.
+    bool HoverRow(const Row& row, int x, int y);
+    void Row_MouseDown(QmPicture* pic, Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);
+    void Row_MouseMove(QmPicture* pic, Qt::MouseButtons buttons, int x, int y);
+    void Row_MouseUp(QmPicture* pic, Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);
+    void Row_KeyDown(QmPicture* pic, int key, Qt::KeyboardModifiers shift);
+    void Row_OLEDragDrop(QmPicture* pic, int x, int y);
     void hsb_Scroll();
     void Handle_MouseDown(QmImageBox* handle, Qt::MouseButton button, int x);
     void Handle_MouseMove(QmImageBox* handle, Qt::MouseButtons buttons, int x);

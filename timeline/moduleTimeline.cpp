@@ -27,6 +27,7 @@
 #include <QSlider>
 
 #include <algorithm>
+#include <optional>
 
 using namespace QmShared;
 using namespace moduleScaleRenderer;
@@ -96,24 +97,30 @@ QSlider* PreviewSlider()
     return frmPreview::instance()->sldSeekBar;
 }
 
-// What the press on a row and the bars need to know of a kind of item.
+// What the press on a row, the bars and the drags need to know of a kind of item.
 struct ItemKind
 {
     bool (ITWTimeline::*times)(int32_t, int16_t, int32_t&, int32_t&);
     bool (ITWTimeline::*isSelected)(int32_t, int16_t);
     void (ITWTimeline::*setSelected)(int32_t, int16_t, bool);
+    int16_t (ITWTimeline::*count)(int32_t);
+    bool (ITWTimeline::*setTimes)(int32_t, int16_t, int32_t, int32_t);
+    bool (ITWTimeline::*shift)(int32_t, int16_t, int32_t);
 };
 
-const ItemKind kSources{&ITWTimeline::GetSourceTimes, &ITWTimeline::IsSourceSelected, &ITWTimeline::SetSourceSelected};
-const ItemKind kEffects{&ITWTimeline::GetEffectTimes, &ITWTimeline::IsEffectItemSelected,
-                        &ITWTimeline::SetEffectSelected};
+const ItemKind kSources{&ITWTimeline::GetSourceTimes,  &ITWTimeline::IsSourceSelected,
+                        &ITWTimeline::SetSourceSelected, &ITWTimeline::GetSourceCount,
+                        &ITWTimeline::SetSourceTimes,  &ITWTimeline::ShiftSources};
+const ItemKind kEffects{&ITWTimeline::GetEffectTimes,  &ITWTimeline::IsEffectItemSelected,
+                        &ITWTimeline::SetEffectSelected, &ITWTimeline::GetEffectCount,
+                        &ITWTimeline::SetEffectTimes,  &ITWTimeline::ShiftEffects};
 
 // The press on a row: which item holds the time of the press, and how the modifier
 // keys select it. treeTag is the track node's tag in the timeline list.
 void PressOnRow(int32_t track, const ItemKind& kind, int32_t treeTag, bool overlay)
 {
     auto& tl = Tl();
-    const int32_t ms = PixelsToMs(Form()->hsb->value() * TickSpacing + ClickX);
+    const int32_t ms = TimeAt(ClickX);
     int16_t seq = 0;
     int32_t start = 0, stop = 0;
     for (;; ++seq) {
@@ -148,6 +155,67 @@ void ClearFlags(int32_t track, int16_t (ITWTimeline::*count)(int32_t), void (ITW
     const int16_t n = (tl.*count)(track);
     for (int16_t seq = 0; seq < n; ++seq)
         (tl.*set)(track, seq, false);
+}
+
+// The first item of the kind with the selected flag, -1 for none.
+int16_t FirstSelected(int32_t track, const ItemKind& kind)
+{
+    auto& tl = Tl();
+    const int16_t n = (tl.*kind.count)(track);
+    for (int16_t seq = 0; seq < n; ++seq)
+        if ((tl.*kind.isSelected)(track, seq))
+            return seq;
+    return -1;
+}
+
+int32_t LeftMoveLength(int32_t track, int16_t seq, const ItemKind& kind)
+{
+    auto& tl = Tl();
+    int32_t start = 0, stop = 0;
+    (tl.*kind.times)(track, seq, start, stop);
+    if (seq == 0)
+        return start;
+    int32_t previousStart = 0, previousStop = 0;
+    (tl.*kind.times)(track, static_cast<int16_t>(seq - 1), previousStart, previousStop);
+    return start - previousStop;
+}
+
+// Moves the stop of one item by delta and what follows it along; false, and nothing
+// changed, when the item would be 10 ms or shorter.
+bool Lengthen(int32_t track, int16_t seq, int32_t delta, const ItemKind& kind)
+{
+    auto& tl = Tl();
+    int32_t start = 0, stop = 0;
+    (tl.*kind.times)(track, seq, start, stop);
+    const int32_t newStop = stop + delta;
+    if (newStop - start <= 10)
+        return false;
+    (tl.*kind.setTimes)(track, seq, start, newStop);
+    (tl.*kind.shift)(track, static_cast<int16_t>(seq + 1), delta);
+    return true;
+}
+
+// The tool tip and pointer of a row for the item under x, y; true in its resize zone.
+bool Hover(QmPicture* pic, int32_t track, bool effects, const QString& defaultTip, int x, int y)
+{
+    auto& tl = Tl();
+    const int32_t pos = TimeAt(x);
+    const int16_t seq = effects ? GetSequenceNumberAtPosEffect(track, pos) : GetSequenceNumberFromPos(track, pos);
+    if (seq < 0) {
+        pic->setToolTip(defaultTip);
+        pic->unsetCursor();
+        return false;
+    }
+    pic->setToolTip(effects ? tl.GetEffectName(track, seq, 10).trimmed() : GetSourceFileName(track, seq));
+    int32_t start = 0, stop = 0;
+    (tl.*(effects ? kEffects : kSources).times)(track, seq, start, stop);
+    // The last 12 pixels of the item, in its top 12: the corner the bar marks.
+    const bool zone = pos >= stop - PixelsToMs(12) && pos <= stop && y < 12;
+    if (zone)
+        pic->setCursor(Qt::SizeHorCursor);
+    else
+        pic->unsetCursor();
+    return zone;
 }
 
 // Steps 1 to 14 of a bar: fill, outline, highlight, shadow, caption, corner, selection.
@@ -187,15 +255,7 @@ void PaintBars(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool
         pic->Box(x(stop) - 1, 2, x(stop) - 1, h - 2);
         pic->Box(x(start) + 1, h - 2, x(stop) - 1, h - 2);
 
-        QString caption;
-        if (effects) {
-            caption = tl.GetEffectName(track, seq, 10).trimmed();
-        } else {
-            QString path;
-            const int32_t file = Eng<ITWMediaFiles>().GetStreamFile(tl.GetSourceStream(track, seq));
-            if (file != 0 && Eng<ITWCoreRoot>().GetFileName(file, 260, path))
-                caption = moduleUtilities::ExtractFileName(path.trimmed());
-        }
+        const QString caption = effects ? tl.GetEffectName(track, seq, 10).trimmed() : GetSourceFileName(track, seq);
         if (pic->TextWidth(caption) < MsToPixels(stop) - MsToPixels(start) - 22) {
             pic->CurrentX = x(start) + 10;
             pic->CurrentY = pic->height() / 2 - pic->TextHeight(caption) / 2;
@@ -307,6 +367,24 @@ void InitTimeline()
         SelEndPosition = GetSelSliderPosition(false);
         moduleBookmarks::RemoveBookmarks();
     });
+}
+
+int32_t TimeAt(int32_t x)
+{
+    return PixelsToMs(x + Form()->hsb->value() * TickSpacing);
+}
+
+QString GetMediaFileName(int32_t file)
+{
+    QString path;
+    if (file == 0 || !Eng<ITWCoreRoot>().GetFileName(file, 260, path))
+        return QString();
+    return moduleUtilities::ExtractFileName(path.trimmed());
+}
+
+QString GetSourceFileName(int32_t track, int16_t seq)
+{
+    return GetMediaFileName(Eng<ITWMediaFiles>().GetStreamFile(Tl().GetSourceStream(track, seq)));
 }
 
 int32_t GetTimelineDuration()
@@ -696,6 +774,124 @@ void RenderAllSelections()
         place(f->shpEffectSel, f->chkLockEffect);
         place(f->shpOverlaySel, f->chkLockOverlay);
         place(f->shpAudioSel, f->chkLockAudio);
+    });
+}
+
+bool OnPicVideoMouseMove(int x, int y, int16_t index)
+{
+    return QmTrap::Value<bool>(kModule, QStringLiteral("OnPicVideoMouseMove"), false, [&] {
+        return Hover(Form()->picVideo[index], VideoTrackOf(index), false, QStringLiteral("Video Track"), x, y);
+    });
+}
+
+bool OnPicAudioMouseMove(int x, int y, int16_t index)
+{
+    // The audio rows' own tip says "Video Track" too: so it was written.
+    return QmTrap::Value<bool>(kModule, QStringLiteral("OnPicAudioMouseMove"), false, [&] {
+        return Hover(Form()->picAudio[index], AudioTrackOf(index), false, QStringLiteral("Video Track"), x, y);
+    });
+}
+
+bool OnPicEffectMouseMove(int x, int y, int16_t index)
+{
+    return QmTrap::Value<bool>(kModule, QStringLiteral("OnPicEffectMouseMove"), false, [&] {
+        return Hover(Form()->picEffect[index], VideoTrackOf(index), true, QStringLiteral("Effect Track"), x, y);
+    });
+}
+
+bool OnPicOverlayMouseMove(int x, int y, int16_t index)
+{
+    return QmTrap::Value<bool>(kModule, QStringLiteral("OnPicOverlayMouseMove"), false, [&] {
+        return Hover(Form()->picOverlay[index], OverlayTrack, false, QStringLiteral("Overlay Track"), x, y);
+    });
+}
+
+int32_t GetSourceLeftMoveLength(int32_t track, int16_t seq)
+{
+    return QmTrap::Value<int32_t>(kModule, QStringLiteral("GetSourceLeftMoveLength"), 0,
+                                  [&] { return LeftMoveLength(track, seq, kSources); });
+}
+
+int32_t GetEffectLeftMoveLength(int32_t track, int16_t seq)
+{
+    return QmTrap::Value<int32_t>(kModule, QStringLiteral("GetEffectLeftMoveLength"), 0,
+                                  [&] { return LeftMoveLength(track, seq, kEffects); });
+}
+
+int32_t GetSelMinLeftMoveLength()
+{
+    return QmTrap::Value<int32_t>(kModule, QStringLiteral("GetSelMinLeftMoveLength"), 0, [] {
+        // Locks are not asked: a selected item that will not move still bounds the move.
+        std::optional<int32_t> least;
+        auto consider = [&least](int32_t room) { least = least ? std::min(*least, room) : room; };
+        const int videoRows = static_cast<int>(Form()->picVideo.size());
+        for (int i = 1; i <= TrackCollection.Count(); ++i) {
+            const int32_t track = TrackCollection.Item(i);
+            if (const int16_t seq = FirstSelected(track, kSources); seq >= 0)
+                consider(GetSourceLeftMoveLength(track, seq));
+            if (i > videoRows)
+                continue;
+            if (const int16_t seq = FirstSelected(track, kEffects); seq >= 0)
+                consider(GetEffectLeftMoveLength(track, seq));
+        }
+        if (const int16_t seq = FirstSelected(OverlayTrack, kSources); seq >= 0)
+            consider(GetSourceLeftMoveLength(OverlayTrack, seq));
+        return least.value_or(0);
+    });
+}
+
+void ShiftSelSources(int32_t delta)
+{
+    QmTrap::Run(kModule, QStringLiteral("ShiftSelSources"), [&] {
+        using namespace moduleTWState;
+        auto& tl = Tl();
+        const int videoRows = static_cast<int>(Form()->picVideo.size());
+        for (int i = 1; i <= TrackCollection.Count(); ++i) {
+            const int32_t track = TrackCollection.Item(i);
+            if (!IsTrackLocked(track))
+                if (const int16_t seq = FirstSelected(track, kSources); seq >= 0)
+                    tl.ShiftSources(track, seq, delta);
+            if (!IsEffectLocked(track) && i <= videoRows)
+                if (const int16_t seq = FirstSelected(track, kEffects); seq >= 0)
+                    tl.ShiftEffects(track, seq, delta);
+        }
+        if (!IsTrackLocked(OverlayTrack)) {
+            if (const int16_t seq = FirstSelected(OverlayTrack, kSources); seq >= 0) {
+                tl.ShiftSources(OverlayTrack, seq, delta);
+                tl.ShiftTransitions(OverlayTrack, seq, delta);
+            }
+        }
+    });
+}
+
+void ResizeSelSources(int32_t delta)
+{
+    QmTrap::Run(kModule, QStringLiteral("ResizeSelSources"), [&] {
+        // No lock test: a selected item on a locked track is resized all the same. The
+        // media times stay, so a resized source plays faster or slower.
+        auto& tl = Tl();
+        auto resizeAll = [&](int32_t track, const ItemKind& kind) {
+            const int16_t n = (tl.*kind.count)(track);
+            for (int16_t seq = 0; seq < n; ++seq)
+                if ((tl.*kind.isSelected)(track, seq))
+                    Lengthen(track, seq, delta, kind);
+        };
+        const int videoRows = static_cast<int>(Form()->picVideo.size());
+        for (int i = 1; i <= TrackCollection.Count(); ++i) {
+            resizeAll(TrackCollection.Item(i), kSources);
+            if (i <= videoRows)
+                resizeAll(TrackCollection.Item(i), kEffects);
+        }
+        // An overlay's key transition keeps in step with its source.
+        const int16_t n = tl.GetSourceCount(OverlayTrack);
+        for (int16_t seq = 0; seq < n; ++seq) {
+            if (!tl.IsSourceSelected(OverlayTrack, seq) || !Lengthen(OverlayTrack, seq, delta, kSources))
+                continue;
+            int32_t start = 0, stop = 0;
+            tl.GetTransitionTimes(OverlayTrack, seq, start, stop);
+            tl.SetTransitionTimes(OverlayTrack, seq, start, stop + delta);
+            tl.ShiftTransitions(OverlayTrack, static_cast<int16_t>(seq + 1), delta);
+        }
     });
 }
 

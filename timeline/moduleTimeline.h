@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <cstdint>
 
 class QWidget;
@@ -22,6 +24,13 @@ inline int32_t OverlayTrackNode = 0;
 // with their nodes in the timeline list; loads the recent lists, the bar colours and
 // the working folder; sets up the scale, the sliders and the markers.
 void InitTimeline();
+
+// The time under pixel x of a row or the scale, in ms.
+int32_t TimeAt(int32_t x);
+// The name, without folder, of an open file; "" when there is none.
+QString GetMediaFileName(int32_t file);
+// The same for the file of a source's stream.
+QString GetSourceFileName(int32_t track, int16_t seq);
 
 // The highest GetTrackDuration over TrackCollection and OverlayTrack; effects do not count.
 int32_t GetTimelineDuration();
@@ -71,5 +80,51 @@ int32_t LinePixel(const QWidget* line);
 // An edge of the selection as the editing commands take it: from the line over the
 // rows, 5 pixels (half a slider) further on.
 int32_t SelectionEdge(bool isStart);
+
+// Adding to the timeline (moduleTimelineAdd.cpp).
+// Opens an operation's history entry (the image before it) and counts it in force at
+// once; an operation that comes to nothing takes it back with DeleteLastEntry, and the
+// count stays right.
+void OpenHistoryEntry(const QString& word);
+// The selected rows of the media list, each file behind the longest track: video
+// streams on the first video track, audio streams on the first audio track. One history
+// entry per file.
+void OnEditAddToTimelineClick();
+// The video streams of the selected rows, each after the last overlay with its key
+// transition; one history entry per stream.
+void OnEditAddToOverlayClick();
+// The effect chosen in the tools panel at the slider, or over the selection; false when
+// a message said that it could not be added.
+bool OnEditAddEffectToTimelineClick();
+// A "DxtKey" transition over the track's last source, with "KeyType" 0 and the colour.
+void AddNewKeyTransition(int32_t track, int16_t red, int16_t green, int16_t blue);
+// Each overlay's transition takes its source's times where both ends differ.
+void SyncOverlayTransitions();
+// The commands of the menus, the tools panel and the drops, each one operation in the
+// history: the files to the timeline, the files to the overlay, the effect chosen in
+// the tools panel's list.
+void AddToTimelineCommand();
+void AddToOverlayCommand();
+void AddEffectCommand();
+
+// Pointer work on the rows.
+// The tool tip and pointer of a row for the pointer at x, y; true inside the resize
+// zone of the item under it (its last 12 pixels, in the top 12).
+bool OnPicVideoMouseMove(int x, int y, int16_t index);
+bool OnPicAudioMouseMove(int x, int y, int16_t index);
+bool OnPicEffectMouseMove(int x, int y, int16_t index);
+bool OnPicOverlayMouseMove(int x, int y, int16_t index);
+// The room before an item: its start for the first, else the gap to the one before.
+int32_t GetSourceLeftMoveLength(int32_t track, int16_t seq);
+int32_t GetEffectLeftMoveLength(int32_t track, int16_t seq);
+// The smallest room before the first selected item of each track, lane and the
+// overlay; 0 with nothing selected.
+int32_t GetSelMinLeftMoveLength();
+// Moves the first selected item of each unlocked track, lane and the overlay, with
+// everything after it, by delta ms.
+void ShiftSelSources(int32_t delta);
+// Lengthens every selected item by delta ms at its end, and moves what follows it; a
+// step that would leave an item 10 ms or shorter is passed over for that item.
+void ResizeSelSources(int32_t delta);
 
 } // namespace moduleTimeline
