@@ -29,4 +29,6 @@ public:
     virtual int32_t GetPosition() = 0;
     // Shows the frame at the position without playing.
     virtual bool ShowFirstFrame() = 0;
+    // The volume, -100 (silent) to 0 (full); it holds for files loaded later too.
+    virtual void SetVolume(int32_t level) = 0;
 };

@@ -7,9 +7,12 @@
 #include "engine/ITWPreview.h"
 #include "engine/ITWTimeline.h"
 #include "engine/ITWVideoSurface.h"
+#include "engine/tarnwick/MltServices.h"
 #include "engine/tarnwick/TarnwickTimeline.h"
+#include "engine/tarnwick/TimelineGraph.h"
 
 #include <QElapsedTimer>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <cmath>
@@ -99,6 +102,7 @@ private slots:
     void disabledTracksAndEffectsAreLeftOut();
     void soundsAreMixed();
     void previewPlaysSeeksAndFollowsEdits();
+    void movieHoldsWhatThePreviewShows();
 
 private:
     std::shared_ptr<ITWObject> m_object;
@@ -166,6 +170,16 @@ void TestTarnwickRender::sourcesGapsAndSpeed()
 
 void TestTarnwickRender::overlayKeysOutItsColour()
 {
+    // The keying by itself, in the studio-range YUV the decoders give: pure green, and a
+    // green that compression has moved, are keyed; a darker green and red are not.
+    using Tarnwick::MltServices::IsKeyed;
+    QVERIFY(IsKeyed(145, 54, 34, 0, 255, 0, Tarnwick::KeyTolerance));
+    QVERIFY(IsKeyed(143, 70, 54, 0, 255, 0, Tarnwick::KeyTolerance));   // (30, 230, 30)
+    QVERIFY(!IsKeyed(81, 91, 81, 0, 255, 0, Tarnwick::KeyTolerance));   // (0, 128, 0)
+    QVERIFY(!IsKeyed(81, 90, 240, 0, 255, 0, Tarnwick::KeyTolerance));  // red
+    QVERIFY(IsKeyed(81, 90, 240, 255, 0, 0, Tarnwick::KeyTolerance));
+    QVERIFY(!IsKeyed(143, 70, 54, 0, 255, 0, 0.01));
+
     QVERIFY(m_tl->AppendSource(m_video, Stream("blue.avi"), 0));
     QVERIFY(m_tl->AppendSource(m_overlay, Stream("greenkey.avi"), 0));
     QVERIFY(m_tl->AddTransitionAt(m_overlay, QStringLiteral("DxtKey"), 0, 3000));
@@ -219,7 +233,7 @@ void TestTarnwickRender::effectsActOnlyOverTheirRange()
     // Fade goes from black and back to black.
     QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Fade"), 0, 2000));
     QVERIFY(qGray(At(0, 10, 100)) < 20);
-    QVERIFY(qGray(At(1000, 10, 100)) > 100);
+    QVERIFY2(qGray(At(1000, 10, 100)) > 100, qPrintable(Rgb(At(1000, 10, 100))));
     QVERIFY(qGray(At(1960, 10, 100)) < 30);
 }
 
@@ -237,7 +251,8 @@ void TestTarnwickRender::stretchModesFitAWidePicture()
     // 0 stretch: the whole picture, no borders.
     m_tl->SetSourceStretchMode(m_video, 0, 0);
     QImage f = m_engine->RenderFrame(1000);
-    QVERIFY(Near(f.pixel(2, 120), 255, 255, 0) && Near(f.pixel(160, 2), 0, 0, 255));
+    QVERIFY2(Near(f.pixel(2, 120), 255, 255, 0) && Near(f.pixel(160, 2), 0, 0, 255),
+             qPrintable(Rgb(f.pixel(2, 120)) + Rgb(f.pixel(160, 2))));
     // 1 crop: the original size, centred: the box keeps its 40 pixels, no bands.
     m_tl->SetSourceStretchMode(m_video, 0, 1);
     f = m_engine->RenderFrame(1000);
@@ -333,6 +348,12 @@ void TestTarnwickRender::previewPlaysSeeksAndFollowsEdits()
     QTRY_VERIFY_WITH_TIMEOUT(preview.GetPosition() > 1000, 3000);
     QVERIFY(preview.Stop());
     QCOMPARE(preview.GetPosition(), 800);
+    // Played to the end, the position is the end, held there.
+    QVERIFY(preview.Seek(1700));
+    QVERIFY(preview.Play());
+    QTRY_COMPARE_WITH_TIMEOUT(preview.GetPosition(), 2000, 3000);
+    QVERIFY(preview.Stop());
+    QVERIFY(preview.Seek(800));
 
     // An edit is taken in at the same place; a new frame size wants a new player.
     QVERIFY(m_tl->AppendSource(m_video, Stream("blue.avi"), -1));
@@ -352,6 +373,58 @@ void TestTarnwickRender::previewPlaysSeeksAndFollowsEdits()
     preview.SetOwnerWindow(nullptr);
     preview.ClosePreview();
     QCOMPARE(preview.GetDuration(), 0);
+}
+
+void TestTarnwickRender::movieHoldsWhatThePreviewShows()
+{
+    QTemporaryDir folder;
+    QVERIFY(m_tl->AppendSource(m_video, Stream("redgreen.avi"), 0));
+    QVERIFY(m_tl->AppendSource(m_overlay, Stream("greenkey.avi"), 0));
+    QVERIFY(m_tl->SetSourceTimes(m_overlay, 0, 0, 1000));
+    QVERIFY(m_tl->AddTransitionAt(m_overlay, QStringLiteral("DxtKey"), 0, 1000));
+    auto& key = TWCast<ITWKeyTransition>(m_object.get());
+    QVERIFY(key.SetKeyParameter(m_overlay, 0, QStringLiteral("KeyType"), 0));
+    QVERIFY(key.SetKeyColor(m_overlay, 0, 0, 255, 0));
+    QVERIFY(m_tl->AppendSource(m_audio1, Stream("sine440.wav"), 0));
+    Tarnwick::EncodeSettings settings;
+    settings.path = folder.filePath(QStringLiteral("movie.avi"));
+    int32_t last = 0, total = 0;
+    QString error;
+    QVERIFY2(m_engine->RenderMovie(settings, [&](int32_t done, int32_t all) { last = done, total = all; return true; },
+                                   &error),
+             qPrintable(error));
+    QCOMPARE(total, 50); // 2 s at 25 frames a second
+    QCOMPARE(last, 50);
+    const Tarnwick::MediaFacts facts = Tarnwick::ProbeMedia(settings.path);
+    QVERIFY(facts.opened);
+    QCOMPARE(facts.streams.size(), size_t{2});
+    QCOMPARE(facts.streams[0].width, 320);
+    QVERIFY(std::abs(facts.streams[0].duration - 2.0) < 0.05);
+    QCOMPARE(facts.streams[1].sampleRate, 48000);
+
+    // The movie's pictures are the graph's: read back through a timeline of its own.
+    TestTarnwickRender reader;
+    reader.init();
+    QVERIFY(reader.m_tl->AppendSource(reader.m_video, TWCast<ITWMediaFiles>(reader.m_object.get())
+                                                          .OpenStream(TWCast<ITWCoreRoot>(reader.m_object.get())
+                                                                          .OpenFile(settings.path), 0), 0));
+    for (int32_t ms : {200, 600, 1500}) {
+        const QImage ours = m_engine->RenderFrame(ms), theirs = reader.m_engine->RenderFrame(ms);
+        for (QPoint at : {QPoint(10, 10), QPoint(160, 120), QPoint(300, 220)})
+            QVERIFY2(Near(theirs.pixel(at), qRed(ours.pixel(at)), qGreen(ours.pixel(at)), qBlue(ours.pixel(at)), 30),
+                     qPrintable(QStringLiteral("%1 ms: %2 against %3").arg(ms).arg(Rgb(theirs.pixel(at)), Rgb(ours.pixel(at)))));
+    }
+    reader.cleanup();
+
+    // Stopped half way, nothing is left behind.
+    QVERIFY(!m_engine->RenderMovie(settings, [](int32_t done, int32_t) { return done < 20; }, &error));
+    QVERIFY(error.isEmpty());
+    QVERIFY(!QFile::exists(settings.path));
+    // A compressor that does not exist is said so.
+    settings.videoCodec = QStringLiteral("no-such-codec");
+    QVERIFY(!m_engine->RenderMovie(settings, {}, &error));
+    QVERIFY(error.contains(QStringLiteral("no-such-codec")));
+    QVERIFY(!QFile::exists(settings.path));
 }
 
 QTEST_GUILESS_MAIN(TestTarnwickRender)

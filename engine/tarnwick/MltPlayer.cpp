@@ -19,7 +19,7 @@ QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile)
     int width = profile.width();
     int height = profile.height();
     const uint8_t* data = frame.get_image(format, width, height);
-    if (!data || width <= 0 || height <= 0)
+    if (!data || format != mlt_image_rgba || width <= 0 || height <= 0)
         return {};
     return QImage(data, width, height, width * 4, QImage::Format_RGBA8888).copy();
 }

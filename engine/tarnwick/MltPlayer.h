@@ -4,6 +4,7 @@
 #include <QRect>
 #include <QString>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -20,6 +21,14 @@ class Profile;
 } // namespace Mlt
 
 namespace Tarnwick {
+
+// The gain of a volume level from -100 (silent) to 0 (full). Squared, so that the
+// slider's steps sound even to the ear rather than crowding at the top.
+inline double GainOfLevel(int32_t level)
+{
+    const double share = (std::clamp(level, -100, 0) + 100) / 100.0;
+    return share * share;
+}
 
 // The picture of a frame at the profile's size, as a QImage of its own.
 QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile);

@@ -1,5 +1,7 @@
 #include "engine/tarnwick/MltRuntime.h"
 
+#include "engine/tarnwick/MltServices.h"
+
 #include <Mlt.h>
 
 #include <SDL.h>
@@ -61,6 +63,7 @@ bool StartOnce()
     Mlt::Repository* repository = Mlt::Factory::init();
     if (!repository)
         return false;
+    MltServices::Register(*repository);
     return Has(repository->producers(), "avformat") && Has(repository->consumers(), "avformat");
 }
 

@@ -94,3 +94,9 @@ bool TarnwickFilePreview::ShowFirstFrame()
 {
     return m_player.ShowFrame(m_player.Position());
 }
+
+void TarnwickFilePreview::SetVolume(int32_t level)
+{
+    m_volumeLevel = std::clamp(level, -100, 0);
+    m_player.SetVolume(GainOfLevel(m_volumeLevel));
+}

@@ -20,9 +20,13 @@ public:
     int32_t GetDuration() override;
     int32_t GetPosition() override;
     bool ShowFirstFrame() override;
+    void SetVolume(int32_t level) override;
+    // The level last set, -100 to 0.
+    int32_t VolumeLevel() const { return m_volumeLevel; }
 
 private:
     Tarnwick::MltPlayer m_player;
+    int32_t m_volumeLevel = 0;
     int32_t m_durationMs = 0;
     bool m_still = false;
 };

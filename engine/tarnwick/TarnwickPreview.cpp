@@ -61,6 +61,9 @@ bool TarnwickPreview::Pause()
 
 bool TarnwickPreview::Stop()
 {
+    // Already still at the place sought: nothing to show again.
+    if (!m_player.Playing() && m_player.Loaded() && m_player.Position() == m_soughtFrame)
+        return true;
     if (!m_player.Stop())
         return false;
     return m_player.Seek(m_soughtFrame);
@@ -95,19 +98,20 @@ int32_t TarnwickPreview::GetDuration()
     if (!m_player.Loaded())
         return 0;
     // The graph holds a frame of black when the timeline is empty; it lasts nothing.
-    int32_t end = 0;
-    for (const auto& track : m_engine.Model().Tracks())
-        if (!track->disabled)
-            end = std::max(end, TimelineModel::Duration(*track));
-    return end;
+    return m_engine.Model().PlayedDuration();
 }
 
 int32_t TarnwickPreview::GetPosition()
 {
-    return std::min(FrameToMs(m_player.Position()), GetDuration());
+    const int32_t duration = GetDuration();
+    // Played to the end, the player holds the last frame; its time is the end itself.
+    if (m_player.Playing() && m_player.Position() >= m_player.Length() - 1)
+        return duration;
+    return std::min(FrameToMs(m_player.Position()), duration);
 }
 
 void TarnwickPreview::SetVolume(int32_t level)
 {
-    m_player.SetVolume((std::clamp(level, -100, 0) + 100) / 100.0);
+    m_volumeLevel = std::clamp(level, -100, 0);
+    m_player.SetVolume(GainOfLevel(m_volumeLevel));
 }

@@ -24,10 +24,13 @@ public:
     int32_t GetDuration() override;
     int32_t GetPosition() override;
     void SetVolume(int32_t level) override;
+    // The level last set, -100 to 0.
+    int32_t VolumeLevel() const { return m_volumeLevel; }
 
 private:
     TarnwickTimeline& m_engine;
     Tarnwick::MltPlayer m_player;
+    int32_t m_volumeLevel = 0;
     int32_t m_soughtFrame = 0;
     int m_builtWidth = 0;
     int m_builtHeight = 0;

@@ -555,6 +555,22 @@ QImage TarnwickTimeline::RenderFrame(int32_t ms)
     return frame ? Tarnwick::FrameImage(*frame, profile) : QImage();
 }
 
+bool TarnwickTimeline::RenderMovie(const Tarnwick::EncodeSettings& settings, const Tarnwick::EncodeProgress& progress,
+                                   QString* error)
+{
+    Mlt::Profile profile;
+    SetGraphProfile(profile, m_model.FrameWidth(), m_model.FrameHeight());
+    std::unique_ptr<Mlt::Tractor> graph =
+        BuildTimelineGraph(profile, m_model, [this](int32_t stream) { return Source(stream); });
+    if (!graph) {
+        if (error)
+            *error = QStringLiteral("The timeline could not be rendered.");
+        return false;
+    }
+    const int32_t frames = std::max(1, Tarnwick::MsToFrame(m_model.PlayedDuration()));
+    return Tarnwick::EncodeGraph(*graph, profile, frames, settings, progress, error);
+}
+
 std::vector<int16_t> TarnwickTimeline::RenderSound(int32_t fromMs, int32_t lengthMs)
 {
     Mlt::Profile profile;
@@ -567,16 +583,12 @@ std::vector<int16_t> TarnwickTimeline::RenderSound(int32_t fromMs, int32_t lengt
     const int32_t first = Tarnwick::MsToFrame(fromMs);
     const int32_t last = Tarnwick::MsToFrame(fromMs + lengthMs);
     graph->seek(first);
+    graph->set_speed(1.0);
     for (int32_t position = first; position < last; ++position) {
         std::unique_ptr<Mlt::Frame> frame(graph->get_frame());
         if (!frame)
             break;
-        mlt_audio_format format = mlt_audio_s16;
-        int frequency = 48000, channels = 2;
-        int samples = mlt_audio_calculate_frame_samples(Tarnwick::GraphFps, frequency, position);
-        const auto* pcm = static_cast<const int16_t*>(frame->get_audio(format, frequency, channels, samples));
-        if (pcm)
-            sound.insert(sound.end(), pcm, pcm + samples * channels);
+        Tarnwick::TakeSound(*frame, position, sound);
     }
     return sound;
 }

@@ -7,6 +7,7 @@
 #include "engine/ITWTimeline.h"
 #include "engine/tarnwick/MediaProbe.h"
 #include "engine/tarnwick/TimelineGraph.h"
+#include "engine/tarnwick/GraphEncoder.h"
 #include "engine/tarnwick/TimelineModel.h"
 
 #include <memory>
@@ -130,6 +131,8 @@ public:
     QImage RenderFrame(int32_t ms);
     // The timeline's mixed sound from a time for a length: 48 kHz stereo, interleaved.
     std::vector<int16_t> RenderSound(int32_t fromMs, int32_t lengthMs);
+    // The whole timeline written to a movie file as the graph renders it.
+    bool RenderMovie(const Tarnwick::EncodeSettings& settings, const Tarnwick::EncodeProgress& progress, QString* error);
     // Looks a stream up for the graph.
     Tarnwick::StreamSource Source(int32_t stream) const;
 

@@ -1,6 +1,7 @@
 #include "engine/tarnwick/TimelineGraph.h"
 
 #include "engine/tarnwick/MltRuntime.h"
+#include "engine/tarnwick/MltServices.h"
 
 #include <Mlt.h>
 
@@ -29,21 +30,31 @@ public:
     {
     }
 
-    Mlt::Producer* Get(const StreamSource& source, Role role, double speed, int16_t stretchMode)
+    Mlt::Producer* Get(const StreamSource& source, Role role, double speed)
     {
         const StreamFacts& facts = *source.facts;
-        const QString key = QStringLiteral("%1|%2|%3|%4|%5")
+        const QString key = QStringLiteral("%1|%2|%3|%4")
                                 .arg(source.path)
                                 .arg(static_cast<int>(role))
                                 .arg(speed, 0, 'g', 9)
-                                .arg(stretchMode)
                                 .arg(facts.containerIndex);
         auto it = m_producers.find(key);
         if (it != m_producers.end())
             return it->second.get();
-        auto producer = std::make_unique<Mlt::Producer>(m_profile, Resource(source, speed).constData());
+        // Pictures at their own speed skip MLT's normalising filters: the fit filter sizes
+        // them, and they stay in the decoder's YUV 4:2:0 unless a filter asks otherwise,
+        // which the converter attached then answers.
+        const bool plainPictures = role != Role::Audio && speed == 1.0;
+        auto producer = plainPictures
+                            ? std::make_unique<Mlt::Producer>(m_profile, "abnormal", Resource(source, speed).constData())
+                            : std::make_unique<Mlt::Producer>(m_profile, Resource(source, speed).constData());
         if (!producer->is_valid())
             return nullptr;
+        if (plainPictures) {
+            Mlt::Filter convert(m_profile, "avcolor_space");
+            if (convert.is_valid())
+                producer->attach(convert);
+        }
         if (facts.still) {
             // A picture lasts as long as the timeline asks of it.
             producer->set("length", 1 << 24);
@@ -52,12 +63,6 @@ public:
         if (speed == 1.0) {
             producer->set(role == Role::Audio ? "audio_index" : "video_index", facts.containerIndex);
             producer->set(role == Role::Audio ? "video_index" : "audio_index", -1);
-        }
-        if (role != Role::Audio && stretchMode == 0 && facts.width > 0 && facts.height > 0) {
-            // Stretch: the picture's pixels take the frame's shape.
-            const mlt_profile p = m_profile.get_profile();
-            const double frameAspect = static_cast<double>(p->width) / p->height;
-            producer->set("force_aspect_ratio", frameAspect / (static_cast<double>(facts.width) / facts.height));
         }
         Mlt::Producer* raw = producer.get();
         m_producers.emplace(key, std::move(producer));
@@ -81,43 +86,13 @@ private:
 };
 
 // The filter that fits a picture of another size to the frame by the source's stretch
-// mode: 0 stretch (done by the producer's pixel shape), 1 crop (the original size,
-// centred), 2 preserve the aspect with borders (MLT's own way), 3 fill while keeping the
-// aspect.
-std::unique_ptr<Mlt::Filter> FitFilter(Mlt::Profile& profile, const StreamFacts& facts, int16_t mode)
+// mode: 0 stretch, 1 crop (the original size, centred), 2 preserve the aspect with
+// borders, 3 fill while keeping the aspect.
+std::unique_ptr<Mlt::Filter> FitFilter(Mlt::Profile& profile, int16_t mode)
 {
-    const mlt_profile p = profile.get_profile();
-    if (mode == 3) {
-        auto crop = std::make_unique<Mlt::Filter>(profile, "crop");
-        crop->set("center", 1);
-        return crop;
-    }
-    if (mode != 1 || facts.width <= 0 || facts.height <= 0)
-        return nullptr;
-    if (facts.width >= p->width && facts.height >= p->height) {
-        auto crop = std::make_unique<Mlt::Filter>(profile, "crop");
-        const int dx = facts.width - p->width;
-        const int dy = facts.height - p->height;
-        crop->set("left", dx / 2);
-        crop->set("right", dx - dx / 2);
-        crop->set("top", dy / 2);
-        crop->set("bottom", dy - dy / 2);
-        return crop;
-    }
-    // Smaller than the frame in some direction: placed at its size, centred.
-    auto place = std::make_unique<Mlt::Filter>(profile, "affine");
-    const int w = std::min(facts.width, p->width * 4);
-    const int h = std::min(facts.height, p->height * 4);
-    place->set("transition.rect", QStringLiteral("%1 %2 %3 %4")
-                                      .arg((p->width - w) / 2)
-                                      .arg((p->height - h) / 2)
-                                      .arg(w)
-                                      .arg(h)
-                                      .toUtf8()
-                                      .constData());
-    place->set("transition.distort", 1);
-    place->set("transition.fill", 1);
-    return place;
+    auto fit = std::make_unique<Mlt::Filter>(profile, MltServices::FitFilter);
+    fit->set("mode", std::clamp<int>(mode, 0, 3));
+    return fit;
 }
 
 // The key colour of an overlay's transition, when it has one ("KeyType" 0).
@@ -129,13 +104,11 @@ std::unique_ptr<Mlt::Filter> KeyFilter(Mlt::Profile& profile, const TransitionIt
                                       [](const auto& p) { return p.first.compare(QLatin1String("KeyType"), Qt::CaseInsensitive) == 0; });
     if (keyType == transition->parameters.end() || keyType->second != 0)
         return nullptr;
-    auto key = std::make_unique<Mlt::Filter>(profile, "chroma");
-    const QString color = QStringLiteral("0x%1%2%3ff")
-                              .arg(transition->keyRed & 0xFF, 2, 16, QChar(u'0'))
-                              .arg(transition->keyGreen & 0xFF, 2, 16, QChar(u'0'))
-                              .arg(transition->keyBlue & 0xFF, 2, 16, QChar(u'0'));
-    key->set("key", color.toLatin1().constData());
-    key->set("variance", KeyTolerance);
+    auto key = std::make_unique<Mlt::Filter>(profile, MltServices::KeyFilter);
+    key->set("red", transition->keyRed & 0xFF);
+    key->set("green", transition->keyGreen & 0xFF);
+    key->set("blue", transition->keyBlue & 0xFF);
+    key->set("tolerance", KeyTolerance);
     return key;
 }
 
@@ -198,7 +171,7 @@ std::unique_ptr<Mlt::Playlist> BuildPlaylist(Mlt::Profile& profile, const Track&
             if (std::fabs(speed - 1.0) < 0.001 || stream.facts->still)
                 speed = 1.0;
             if (speed > 0.0) {
-                parent = cache.Get(stream, role, speed, s.stretchMode);
+                parent = cache.Get(stream, role, speed);
                 const double mediaAt = s.mediaStart + (segment.start - s.start) * speed;
                 in = stream.facts->still ? 0 : static_cast<int32_t>(std::lround(MsToFrame(static_cast<int32_t>(mediaAt)) / speed));
             }
@@ -209,7 +182,7 @@ std::unique_ptr<Mlt::Playlist> BuildPlaylist(Mlt::Profile& profile, const Track&
             if (taken > 0) {
                 std::unique_ptr<Mlt::Producer> cut(parent->cut(in, in + taken - 1));
                 if (role != Role::Audio && stream.facts) {
-                    if (auto fit = FitFilter(profile, *stream.facts, s.stretchMode))
+                    if (auto fit = FitFilter(profile, s.stretchMode); fit->is_valid())
                         cut->attach(*fit);
                     if (role == Role::Overlay) {
                         const TransitionItem* transition = segment.source < track.transitions.size()
@@ -228,14 +201,6 @@ std::unique_ptr<Mlt::Playlist> BuildPlaylist(Mlt::Profile& profile, const Track&
         cursor += length;
     }
     return playlist;
-}
-
-int32_t TrackEnd(const Track& track)
-{
-    int32_t end = 0;
-    for (const SourceItem& s : track.sources)
-        end = std::max(end, s.stop);
-    return end;
 }
 
 void AttachEffects(Mlt::Profile& profile, Mlt::Playlist& playlist, const Track& track)
@@ -268,6 +233,9 @@ void SetGraphProfile(Mlt::Profile& profile, int width, int height)
     p->display_aspect_num = width;
     p->display_aspect_den = height;
     p->progressive = 1;
+    // Standard-definition colours, as the movies Quillmont writes are; sources in them
+    // then reach the graph without a conversion.
+    p->colorspace = 601;
     profile.set_explicit(1);
 }
 
@@ -279,6 +247,18 @@ int32_t MsToFrame(int32_t ms)
 int32_t FrameToMs(int32_t frame)
 {
     return static_cast<int32_t>(std::lround(static_cast<double>(frame) * 1000.0 / GraphFps));
+}
+
+void TakeSound(Mlt::Frame& frame, int32_t position, std::vector<int16_t>& into)
+{
+    mlt_audio_format format = mlt_audio_s16;
+    int frequency = GraphFrequency, channels = GraphChannels;
+    int samples = mlt_audio_calculate_frame_samples(GraphFps, frequency, position);
+    const auto* pcm = static_cast<const int16_t*>(frame.get_audio(format, frequency, channels, samples));
+    if (pcm && format == mlt_audio_s16 && channels == GraphChannels)
+        into.insert(into.end(), pcm, pcm + samples * channels);
+    else // a frame without usable sound is silence of its length
+        into.resize(into.size() + static_cast<size_t>(std::max(0, samples)) * GraphChannels, 0);
 }
 
 std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources)
@@ -349,15 +329,21 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
     int32_t end = 0;
     for (const auto& track : model.Tracks())
         if (included(*track))
-            end = std::max(end, TrackEnd(*track));
+            end = std::max(end, TimelineModel::Duration(*track));
     const int32_t frames = std::max(1, MsToFrame(end));
 
     auto tractor = std::make_unique<Mlt::Tractor>(profile);
     ProducerCache cache(profile);
     int index = 0;
-    Mlt::Producer black(profile, "color:black");
+    // Made by name, not through the loader: the ground needs none of its normalising.
+    Mlt::Producer black(profile, MltServices::BlackProducer, "black");
     black.set("length", frames);
     black.set("out", frames - 1);
+    // Whatever the graph's pictures become, asked for in another format, is converted
+    // by the frame at the bottom of the stack: the ground's.
+    Mlt::Filter convert(profile, "avcolor_space");
+    if (convert.is_valid())
+        black.attach(convert);
     Mlt::Playlist ground(profile);
     ground.append(black, 0, frames - 1);
     tractor->set_track(ground, index++);
@@ -370,7 +356,7 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
         tractor->set_track(*playlist, at);
         std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
         placed->set("hide", 2); // pictures only
-        Mlt::Transition blend(profile, "frei0r.cairoblend");
+        Mlt::Transition blend(profile, MltServices::OverTransition);
         blend.set("always_active", 1);
         tractor->plant_transition(blend, 0, at);
     };

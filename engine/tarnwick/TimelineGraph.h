@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace Mlt {
+class Frame;
 class Profile;
 class Tractor;
 } // namespace Mlt
@@ -57,6 +59,14 @@ int32_t FrameToMs(int32_t frame);
 // without any.
 std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
                                                  const StreamLookup& lookup, const GraphParts& parts = {});
+
+// Every graph's sound: 48 kHz stereo.
+constexpr int GraphFrequency = 48000;
+constexpr int GraphChannels = 2;
+
+// Appends the sound of a frame of a graph, taken at position, as interleaved 16-bit
+// samples.
+void TakeSound(Mlt::Frame& frame, int32_t position, std::vector<int16_t>& into);
 
 // The stretches of a track that each source shows: where sources overlap, the one with
 // the higher sequence number wins. In timeline order.

@@ -47,4 +47,13 @@ int32_t TimelineModel::Duration(const Track& track)
     return duration;
 }
 
+int32_t TimelineModel::PlayedDuration() const
+{
+    int32_t end = 0;
+    for (const auto& track : m_tracks)
+        if (!track->disabled)
+            end = std::max(end, Duration(*track));
+    return end;
+}
+
 } // namespace Tarnwick

@@ -77,6 +77,9 @@ public:
 
     // The latest stop among the track's sources, 0 when it has none.
     static int32_t Duration(const Track& track);
+    // The latest stop over the tracks that take part (not disabled): how long the
+    // timeline plays.
+    int32_t PlayedDuration() const;
 
 private:
     std::vector<std::unique_ptr<Track>> m_tracks;

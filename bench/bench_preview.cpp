@@ -1,0 +1,187 @@
+// How the timeline's player and its graph keep up, on a 640x480 project of a minute: a
+// video, a keyed overlay over all of it, a blur over a stretch, two sound tracks.
+// - playing 10 seconds: frames shown against frames due, and the drift of the player's
+//   clock against the wall clock;
+// - seeking while stopped: the time from Seek to the frame on the surface, median of 50;
+// - the graph's throughput: the whole minute rendered as fast as it goes to an MPEG-4
+//   AVI with PCM sound (the engine's encoder), against ffmpeg composing the same with a
+//   filtergraph and the same codecs.
+// The media are made with ffmpeg in a temporary folder first.
+#include "engine/CreateObject.h"
+#include "engine/ITWCoreRoot.h"
+#include "engine/ITWKeyTransition.h"
+#include "engine/ITWMediaFiles.h"
+#include "engine/ITWPreview.h"
+#include "engine/ITWTimeline.h"
+#include "engine/ITWVideoSurface.h"
+#include "engine/tarnwick/GraphEncoder.h"
+#include "engine/tarnwick/TarnwickTimeline.h"
+#include "engine/tarnwick/TimelineGraph.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr int kSeconds = 60;
+
+class CountingSurface : public ITWVideoSurface
+{
+public:
+    void PresentFrame(const QImage&, const QRect&) override { ++presented; }
+    void ClearFrame() override {}
+    std::atomic<int> presented{0};
+};
+
+double Ms(const QElapsedTimer& timer)
+{
+    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
+}
+
+bool Ffmpeg(const QStringList& arguments)
+{
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"), QStringList{"-hide_banner", "-loglevel", "error", "-y"} + arguments);
+    if (!ffmpeg.waitForFinished(-1) || ffmpeg.exitCode() != 0) {
+        std::fprintf(stderr, "ffmpeg failed: %s\n", ffmpeg.readAllStandardError().constData());
+        return false;
+    }
+    return true;
+}
+
+bool MakeMedia(const QString& folder)
+{
+    const QString seconds = QString::number(kSeconds);
+    return Ffmpeg({"-f", "lavfi", "-i", "testsrc2=size=640x480:rate=25:duration=" + seconds, "-c:v", "mpeg4", "-q:v",
+                   "3", folder + "/main.avi"})
+           && Ffmpeg({"-f", "lavfi", "-i",
+                      "color=c=0x00ff00:size=640x480:rate=25:duration=" + seconds
+                          + ",drawbox=x=40:y=300:w=240:h=120:color=red:t=fill,drawtext=text='%{pts}':x=60:y=330:fontsize=40",
+                      "-c:v", "mpeg4", "-q:v", "3", folder + "/key.avi"})
+           && Ffmpeg({"-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000:duration=" + seconds, "-ac", "2",
+                      folder + "/a1.wav"})
+           && Ffmpeg({"-f", "lavfi", "-i", "sine=frequency=660:sample_rate=48000:duration=" + seconds, "-ac", "2",
+                      folder + "/a2.wav"});
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    qputenv("SDL_AUDIODRIVER", "dummy");
+    QCoreApplication app(argc, argv);
+    QTemporaryDir folder;
+    // "--keep" leaves the media and both renders in place, to look at.
+    if (app.arguments().contains(QStringLiteral("--keep"))) {
+        folder.setAutoRemove(false);
+        std::printf("media and renders stay in %s\n", qPrintable(folder.path()));
+    }
+    std::printf("making a %d s 640x480 project's media with ffmpeg...\n", kSeconds);
+    if (!MakeMedia(folder.path()))
+        return 1;
+
+    std::shared_ptr<ITWObject> object = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
+    auto* engine = dynamic_cast<TarnwickTimeline*>(object.get());
+    auto& tl = TWCast<ITWTimeline>(object.get());
+    auto open = [&](const char* name) {
+        const int32_t file = TWCast<ITWCoreRoot>(object.get()).OpenFile(folder.path() + u'/' + QLatin1String(name));
+        return TWCast<ITWMediaFiles>(object.get()).OpenStream(file, 0);
+    };
+    const int32_t video = tl.CreateTrack(true), overlay = tl.CreateTrack(true);
+    const int32_t audio1 = tl.CreateTrack(false), audio2 = tl.CreateTrack(false);
+    tl.SetFrameSize(640, 480);
+    tl.AppendSource(video, open("main.avi"), 0);
+    tl.AppendSource(overlay, open("key.avi"), 0);
+    tl.AddTransitionAt(overlay, QStringLiteral("DxtKey"), 0, kSeconds * 1000);
+    auto& key = TWCast<ITWKeyTransition>(object.get());
+    key.SetKeyParameter(overlay, 0, QStringLiteral("KeyType"), 0);
+    key.SetKeyColor(overlay, 0, 0, 255, 0);
+    tl.AddEffectAt(video, QStringLiteral("Blur"), 2000, 8000);
+    tl.AppendSource(audio1, open("a1.wav"), 0);
+    tl.AppendSource(audio2, open("a2.wav"), 0);
+
+    // "--render" measures the throughput alone.
+    const bool renderOnly = app.arguments().contains(QStringLiteral("--render"));
+    auto& preview = TWCast<ITWPreview>(object.get());
+    QElapsedTimer timer;
+    if (!renderOnly) {
+    // Playing 10 seconds.
+    CountingSurface surface;
+    preview.SetOwnerWindow(&surface);
+    if (!preview.BuildPreview()) {
+        std::fprintf(stderr, "no player\n");
+        return 1;
+    }
+    surface.presented = 0;
+    preview.Play();
+    timer.start();
+    QThread::msleep(10000);
+    const double played = Ms(timer);
+    const int shown = surface.presented;
+    const int32_t position = preview.GetPosition();
+    preview.Pause();
+    const int due = static_cast<int>(played / 1000.0 * Tarnwick::GraphFps);
+    std::printf("play 10 s:          %d frames shown of %d due (%.1f%%); player clock %d ms after %.0f ms of wall "
+                "clock, drift %+.0f ms\n",
+                shown, due, 100.0 * shown / due, position, played, position - played);
+
+    // Seeks while stopped.
+    preview.Stop();
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int32_t> anywhere(0, kSeconds * 1000 - 1);
+    std::vector<double> seeks;
+    for (int i = 0; i < 50; ++i) {
+        const int before = surface.presented;
+        timer.restart();
+        preview.Seek(anywhere(random));
+        while (surface.presented == before && timer.elapsed() < 2000)
+            QThread::usleep(100);
+        seeks.push_back(Ms(timer));
+    }
+    std::sort(seeks.begin(), seeks.end());
+    std::printf("seek to frame:      median %.1f ms of 50 (slowest %.1f ms); aim under 50 ms\n", seeks[seeks.size() / 2],
+                seeks.back());
+    preview.ClosePreview();
+    }
+
+    // Throughput: the whole graph to an MPEG-4 AVI.
+    const QString ours = folder.path() + QStringLiteral("/ours.avi");
+    const QString theirs = folder.path() + QStringLiteral("/reference.avi");
+    Tarnwick::EncodeSettings settings;
+    settings.path = ours;
+    timer.restart();
+    QString error;
+    if (!engine->RenderMovie(settings, {}, &error)) {
+        std::fprintf(stderr, "render failed: %s\n", qPrintable(error));
+        return 1;
+    }
+    const double oursMs = Ms(timer);
+
+    timer.restart();
+    const QString seconds = QString::number(kSeconds);
+    const bool reference = Ffmpeg({"-i", folder.path() + "/main.avi", "-i", folder.path() + "/key.avi", "-i",
+                                   folder.path() + "/a1.wav", "-i", folder.path() + "/a2.wav", "-filter_complex",
+                                   "[0:v]boxblur=6:enable='between(t,2,8)'[b];[1:v]colorkey=0x00ff00:0.15:0[k];"
+                                   "[b][k]overlay[v];[2:a][3:a]amix=inputs=2:normalize=0[a]",
+                                   "-map", "[v]", "-map", "[a]", "-c:v", "mpeg4", "-q:v", "3", "-c:a", "pcm_s16le", theirs});
+    const double theirsMs = Ms(timer);
+    if (!reference)
+        return 1;
+    std::printf("render %d s:        %.1f s (%.1fx real time); ffmpeg filtergraph %.1f s; ratio %.2f (aim 1.2 or "
+                "below)\n",
+                kSeconds, oursMs / 1000, kSeconds * 1000.0 / oursMs, theirsMs / 1000, oursMs / theirsMs);
+    std::printf("sizes:              ours %lld bytes, reference %lld bytes\n",
+                static_cast<long long>(QFile(ours).size()), static_cast<long long>(QFile(theirs).size()));
+    object.reset();
+    return 0;
+}

@@ -1,0 +1,376 @@
+#include "engine/tarnwick/MltServices.h"
+
+#include <Mlt.h>
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+#include <algorithm>
+#include <cstring>
+
+namespace Tarnwick::MltServices {
+
+namespace {
+
+struct Area
+{
+    int x, y, w, h;
+};
+
+// The planes of a YUV 4:2:0 picture as MLT lays it out: Y, then U, then V.
+struct Planes
+{
+    uint8_t* y;
+    uint8_t* u;
+    uint8_t* v;
+    int chromaWidth;
+    int chromaHeight;
+};
+
+Planes PlanesOf(uint8_t* image, int width, int height)
+{
+    const int cw = (width + 1) / 2, ch = (height + 1) / 2;
+    return {image, image + width * height, image + width * height + cw * ch, cw, ch};
+}
+
+int Clamp255(int value)
+{
+    return std::clamp(value, 0, 255);
+}
+
+// The square of the greatest distance within which a colour counts as the key.
+int KeyReach(double tolerance)
+{
+    const double reach = std::clamp(tolerance, 0.0, 1.0) * 255.0;
+    return static_cast<int>(reach * reach * 3.0);
+}
+
+// Distance from the key of a pixel given as its luma part and its block's chroma parts
+// (studio-range BT.601, in 1/256ths).
+inline bool Within(int luma, int redChroma, int greenChroma, int blueChroma, int red, int green, int blue, int reach)
+{
+    const int dr = Clamp255((luma + redChroma + 128) >> 8) - red;
+    const int dg = Clamp255((luma + greenChroma + 128) >> 8) - green;
+    const int db = Clamp255((luma + blueChroma + 128) >> 8) - blue;
+    return dr * dr + dg * dg + db * db < reach;
+}
+
+// Keying.
+
+int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
+{
+    auto filter = static_cast<mlt_filter>(mlt_frame_pop_service(frame));
+    *format = mlt_image_yuv420p;
+    const int error = mlt_frame_get_image(frame, image, format, width, height, 0);
+    if (error || *format != mlt_image_yuv420p || *width <= 0 || *height <= 0)
+        return error;
+    mlt_properties properties = MLT_FILTER_PROPERTIES(filter);
+    const int red = mlt_properties_get_int(properties, "red");
+    const int green = mlt_properties_get_int(properties, "green");
+    const int blue = mlt_properties_get_int(properties, "blue");
+    const int reach = KeyReach(mlt_properties_get_double(properties, "tolerance"));
+
+    const int w = *width, h = *height;
+    const Planes planes = PlanesOf(*image, w, h);
+    auto* alpha = static_cast<uint8_t*>(mlt_pool_alloc(w * h));
+    // A block of up to 2x2 pixels shares its chroma: its parts are worked out once.
+    for (int cy = 0; cy < planes.chromaHeight; ++cy) {
+        const uint8_t* u = planes.u + cy * planes.chromaWidth;
+        const uint8_t* v = planes.v + cy * planes.chromaWidth;
+        for (int row = 2 * cy; row < std::min(2 * cy + 2, h); ++row) {
+            const uint8_t* y = planes.y + row * w;
+            uint8_t* a = alpha + row * w;
+            for (int cx = 0; cx < planes.chromaWidth; ++cx) {
+                const int d = u[cx] - 128, e = v[cx] - 128;
+                const int redChroma = 409 * e, greenChroma = -100 * d - 208 * e, blueChroma = 516 * d;
+                for (int x = 2 * cx; x < std::min(2 * cx + 2, w); ++x) {
+                    a[x] = Within(298 * (y[x] - 16), redChroma, greenChroma, blueChroma, red, green, blue, reach) ? 0
+                                                                                                                  : 255;
+                }
+            }
+        }
+    }
+    mlt_frame_set_alpha(frame, alpha, w * h, mlt_pool_release);
+    return 0;
+}
+
+mlt_frame KeyProcess(mlt_filter filter, mlt_frame frame)
+{
+    mlt_frame_push_service(frame, filter);
+    mlt_frame_push_get_image(frame, KeyGetImage);
+    return frame;
+}
+
+void* CreateKey(mlt_profile, mlt_service_type, const char*, const void*)
+{
+    mlt_filter filter = mlt_filter_new();
+    if (filter) {
+        filter->process = KeyProcess;
+        mlt_properties_set_double(MLT_FILTER_PROPERTIES(filter), "tolerance", 0.15);
+    }
+    return filter;
+}
+
+// Fitting a picture of another size to the frame.
+
+// Where the picture's part (from) goes in the frame (to), for a stretch mode: 0 the whole
+// picture over the whole frame; 1 at its own size, centred, cut where it is larger; 2
+// as large as it fits keeping its shape, black around; 3 filling the frame keeping its
+// shape, its overflow cut. Edges fall on even pixels, as 4:2:0 chroma wants.
+struct Fit
+{
+    Area from;
+    Area to;
+};
+
+int Even(int value)
+{
+    return value & ~1;
+}
+
+Fit FitFor(int mode, int sw, int sh, int fw, int fh)
+{
+    Fit fit{{0, 0, sw, sh}, {0, 0, fw, fh}};
+    const double picture = static_cast<double>(sw) / sh, frame = static_cast<double>(fw) / fh;
+    if (mode == 1) {
+        const int w = std::min(sw, fw), h = std::min(sh, fh);
+        fit.from = {Even((sw - w) / 2), Even((sh - h) / 2), w, h};
+        fit.to = {Even((fw - w) / 2), Even((fh - h) / 2), w, h};
+    } else if (mode == 2) {
+        if (picture > frame) {
+            const int h = std::max(2, Even(static_cast<int>(fw / picture + 0.5)));
+            fit.to = {0, Even((fh - h) / 2), fw, h};
+        } else {
+            const int w = std::max(2, Even(static_cast<int>(fh * picture + 0.5)));
+            fit.to = {Even((fw - w) / 2), 0, w, fh};
+        }
+    } else if (mode == 3) {
+        if (picture > frame) {
+            const int w = std::max(2, Even(static_cast<int>(sh * frame + 0.5)));
+            fit.from = {Even((sw - w) / 2), 0, w, sh};
+        } else {
+            const int h = std::max(2, Even(static_cast<int>(sw / frame + 0.5)));
+            fit.from = {0, Even((sh - h) / 2), sw, h};
+        }
+    }
+    return fit;
+}
+
+void FillBlack(uint8_t* image, int w, int h)
+{
+    const Planes p = PlanesOf(image, w, h);
+    std::memset(p.y, 16, static_cast<size_t>(w) * h);
+    std::memset(p.u, 128, static_cast<size_t>(p.chromaWidth) * p.chromaHeight * 2);
+}
+
+int FitGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int writable)
+{
+    auto filter = static_cast<mlt_filter>(mlt_frame_pop_service(frame));
+    mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    const int fw = *width, fh = *height;
+    // The picture as decoded, at its own size: the frame's scalers are passed by.
+    int sw = mlt_properties_get_int(properties, "width");
+    int sh = mlt_properties_get_int(properties, "height");
+    if (sw <= 0 || sh <= 0)
+        sw = fw, sh = fh;
+    *format = mlt_image_yuv420p;
+    *width = sw;
+    *height = sh;
+    uint8_t* source = nullptr;
+    const int error = mlt_frame_get_image(frame, &source, format, width, height, writable);
+    *image = source;
+    if (error || *format != mlt_image_yuv420p || (*width == fw && *height == fh) || fw <= 0 || fh <= 0)
+        return error;
+    sw = *width;
+    sh = *height;
+    const Fit fit = FitFor(mlt_properties_get_int(MLT_FILTER_PROPERTIES(filter), "mode"), sw, sh, fw, fh);
+    const int size = mlt_image_format_size(mlt_image_yuv420p, fw, fh, nullptr);
+    auto* fitted = static_cast<uint8_t*>(mlt_pool_alloc(size));
+    if (fit.to.w != fw || fit.to.h != fh)
+        FillBlack(fitted, fw, fh);
+    thread_local SwsContext* scaler = nullptr;
+    scaler = sws_getCachedContext(scaler, fit.from.w, fit.from.h, AV_PIX_FMT_YUV420P, fit.to.w, fit.to.h,
+                                  AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr);
+    const Planes in = PlanesOf(source, sw, sh), out = PlanesOf(fitted, fw, fh);
+    const uint8_t* const from[3] = {in.y + fit.from.y * sw + fit.from.x,
+                                    in.u + (fit.from.y / 2) * in.chromaWidth + fit.from.x / 2,
+                                    in.v + (fit.from.y / 2) * in.chromaWidth + fit.from.x / 2};
+    uint8_t* const to[3] = {out.y + fit.to.y * fw + fit.to.x, out.u + (fit.to.y / 2) * out.chromaWidth + fit.to.x / 2,
+                            out.v + (fit.to.y / 2) * out.chromaWidth + fit.to.x / 2};
+    const int fromStrides[3] = {sw, in.chromaWidth, in.chromaWidth};
+    const int toStrides[3] = {fw, out.chromaWidth, out.chromaWidth};
+    if (scaler)
+        sws_scale(scaler, from, fromStrides, 0, fit.from.h, to, toStrides);
+    mlt_frame_set_image(frame, fitted, size, mlt_pool_release);
+    *image = fitted;
+    *width = fw;
+    *height = fh;
+    return 0;
+}
+
+mlt_frame FitProcess(mlt_filter filter, mlt_frame frame)
+{
+    mlt_frame_push_service(frame, filter);
+    mlt_frame_push_get_image(frame, FitGetImage);
+    return frame;
+}
+
+void* CreateFit(mlt_profile, mlt_service_type, const char*, const void*)
+{
+    mlt_filter filter = mlt_filter_new();
+    if (filter)
+        filter->process = FitProcess;
+    return filter;
+}
+
+// The black ground: a picture made in the format asked for, so that nothing converts it.
+
+int BlackGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
+{
+    mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    if (*width <= 0 || *height <= 0) {
+        *width = mlt_properties_get_int(properties, "width");
+        *height = mlt_properties_get_int(properties, "height");
+    }
+    if (*format != mlt_image_rgba && *format != mlt_image_yuv422)
+        *format = mlt_image_yuv420p;
+    const int w = *width, h = *height;
+    const int size = mlt_image_format_size(*format, w, h, nullptr);
+    auto* black = static_cast<uint8_t*>(mlt_pool_alloc(size));
+    if (*format == mlt_image_yuv420p) {
+        FillBlack(black, w, h);
+    } else if (*format == mlt_image_rgba) {
+        for (int i = 0; i < w * h; ++i)
+            std::memcpy(black + 4 * i, "\0\0\0\xff", 4);
+    } else { // packed 4:2:2, luma and chroma in turn
+        for (int i = 0; i < w * h; ++i) {
+            black[2 * i] = 16;
+            black[2 * i + 1] = 128;
+        }
+    }
+    mlt_frame_set_image(frame, black, size, mlt_pool_release);
+    *image = black;
+    return 0;
+}
+
+int BlackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int)
+{
+    *frame = mlt_frame_init(MLT_PRODUCER_SERVICE(producer));
+    if (!*frame)
+        return 1;
+    mlt_properties properties = MLT_FRAME_PROPERTIES(*frame);
+    const mlt_profile profile = mlt_service_profile(MLT_PRODUCER_SERVICE(producer));
+    mlt_frame_set_position(*frame, mlt_producer_position(producer));
+    mlt_properties_set_int(properties, "width", profile->width);
+    mlt_properties_set_int(properties, "height", profile->height);
+    mlt_properties_set_int(properties, "progressive", 1);
+    mlt_properties_set_double(properties, "aspect_ratio", 1.0);
+    mlt_frame_push_get_image(*frame, BlackGetImage);
+    mlt_producer_prepare_next(producer);
+    return 0;
+}
+
+void* CreateBlack(mlt_profile profile, mlt_service_type, const char*, const void*)
+{
+    mlt_producer producer = mlt_producer_new(profile);
+    if (producer)
+        producer->get_frame = BlackGetFrame;
+    return producer;
+}
+
+// Laying one picture over another.
+
+inline uint8_t Mix(int over, int under, int alpha)
+{
+    return static_cast<uint8_t>((over * alpha + under * (255 - alpha) + 127) / 255);
+}
+
+void Blend(uint8_t* under, const uint8_t* over, const uint8_t* alpha, int w, int h)
+{
+    const Planes a = PlanesOf(under, w, h);
+    const Planes b = PlanesOf(const_cast<uint8_t*>(over), w, h);
+    for (int i = 0, n = w * h; i < n; ++i) {
+        const int opacity = alpha[i];
+        if (opacity == 255)
+            a.y[i] = b.y[i];
+        else if (opacity != 0)
+            a.y[i] = Mix(b.y[i], a.y[i], opacity);
+    }
+    // Each chroma sample covers up to four pixels: it takes their mean opacity.
+    for (int row = 0; row < a.chromaHeight; ++row) {
+        const uint8_t* top = alpha + 2 * row * w;
+        const uint8_t* bottom = 2 * row + 1 < h ? top + w : top;
+        for (int x = 0; x < a.chromaWidth; ++x) {
+            const int left = 2 * x, right = std::min(2 * x + 1, w - 1);
+            const int opacity = (top[left] + top[right] + bottom[left] + bottom[right] + 2) / 4;
+            const int i = row * a.chromaWidth + x;
+            if (opacity == 255) {
+                a.u[i] = b.u[i];
+                a.v[i] = b.v[i];
+            } else if (opacity != 0) {
+                a.u[i] = Mix(b.u[i], a.u[i], opacity);
+                a.v[i] = Mix(b.v[i], a.v[i], opacity);
+            }
+        }
+    }
+}
+
+int OverGetImage(mlt_frame aFrame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
+{
+    mlt_frame bFrame = mlt_frame_pop_frame(aFrame);
+    *format = mlt_image_yuv420p;
+    int error = mlt_frame_get_image(aFrame, image, format, width, height, 1);
+    if (error || *format != mlt_image_yuv420p || !bFrame || mlt_frame_is_test_card(bFrame))
+        return error;
+    uint8_t* over = nullptr;
+    mlt_image_format overFormat = mlt_image_yuv420p;
+    int w = *width, h = *height;
+    if (mlt_frame_get_image(bFrame, &over, &overFormat, &w, &h, 0) || !over || overFormat != mlt_image_yuv420p
+        || w != *width || h != *height)
+        return 0;
+    int alphaSize = 0;
+    const uint8_t* alpha = mlt_frame_get_alpha_size(bFrame, &alphaSize);
+    if (!alpha || alphaSize < w * h) {
+        std::memcpy(*image, over, static_cast<size_t>(mlt_image_format_size(mlt_image_yuv420p, w, h, nullptr)));
+        return 0;
+    }
+    Blend(*image, over, alpha, w, h);
+    return 0;
+}
+
+mlt_frame OverProcess(mlt_transition, mlt_frame aFrame, mlt_frame bFrame)
+{
+    mlt_frame_push_frame(aFrame, bFrame);
+    mlt_frame_push_get_image(aFrame, OverGetImage);
+    return aFrame;
+}
+
+void* CreateOver(mlt_profile, mlt_service_type, const char*, const void*)
+{
+    mlt_transition transition = mlt_transition_new();
+    if (transition) {
+        transition->process = OverProcess;
+        // A transition of pictures only.
+        mlt_properties_set_int(MLT_TRANSITION_PROPERTIES(transition), "_transition_type", 1);
+    }
+    return transition;
+}
+
+} // namespace
+
+bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance)
+{
+    const int d = u - 128, e = v - 128;
+    return Within(298 * (y - 16), 409 * e, -100 * d - 208 * e, 516 * d, red, green, blue, KeyReach(tolerance));
+}
+
+void Register(Mlt::Repository& repository)
+{
+    repository.register_service(mlt_service_producer_type, BlackProducer, CreateBlack);
+    repository.register_service(mlt_service_filter_type, FitFilter, CreateFit);
+    repository.register_service(mlt_service_filter_type, KeyFilter, CreateKey);
+    repository.register_service(mlt_service_transition_type, OverTransition, CreateOver);
+}
+
+} // namespace Tarnwick::MltServices
