@@ -21,11 +21,13 @@ void TarnwickPreview::SetOwnerWindow(ITWVideoSurface* surface)
 
 bool TarnwickPreview::BuildPreview()
 {
+    ClosePreview();
     auto profile = std::make_unique<Mlt::Profile>();
     const TimelineModel& model = m_engine.Model();
     SetGraphProfile(*profile, model.FrameWidth(), model.FrameHeight());
-    std::unique_ptr<Mlt::Tractor> graph =
-        BuildTimelineGraph(*profile, model, [this](int32_t stream) { return m_engine.Source(stream); });
+    m_producers = MakeProducerCache(*profile);
+    std::unique_ptr<Mlt::Tractor> graph = BuildTimelineGraph(
+        *profile, model, [this](int32_t stream) { return m_engine.Source(stream); }, {}, m_producers.get());
     if (!graph)
         return false;
     m_builtWidth = model.FrameWidth();
@@ -39,6 +41,8 @@ bool TarnwickPreview::BuildPreview()
 
 void TarnwickPreview::ClosePreview()
 {
+    // The files go before the profile they were opened on.
+    m_producers.reset();
     m_player.Unload();
     m_builtWidth = m_builtHeight = 0;
 }
@@ -79,8 +83,9 @@ bool TarnwickPreview::RefreshPreview()
 {
     if (!m_player.Loaded() || !m_player.Profile())
         return false;
-    std::unique_ptr<Mlt::Tractor> graph = BuildTimelineGraph(*m_player.Profile(), m_engine.Model(),
-                                                             [this](int32_t stream) { return m_engine.Source(stream); });
+    std::unique_ptr<Mlt::Tractor> graph =
+        BuildTimelineGraph(*m_player.Profile(), m_engine.Model(), [this](int32_t stream) { return m_engine.Source(stream); },
+                           {}, m_producers.get());
     if (!graph || !m_player.Replace(std::move(graph)))
         return false;
     if (!m_player.Playing())

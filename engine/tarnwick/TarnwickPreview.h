@@ -2,6 +2,7 @@
 
 #include "engine/ITWPreview.h"
 #include "engine/tarnwick/MltPlayer.h"
+#include "engine/tarnwick/TimelineGraph.h"
 
 class TarnwickTimeline;
 
@@ -30,6 +31,8 @@ public:
 private:
     TarnwickTimeline& m_engine;
     Tarnwick::MltPlayer m_player;
+    // The files the player's graphs are cut from, kept from one edit to the next.
+    std::shared_ptr<Tarnwick::ProducerCache> m_producers;
     int32_t m_volumeLevel = 0;
     int32_t m_soughtFrame = 0;
     int m_builtWidth = 0;

@@ -15,19 +15,23 @@
 
 namespace Tarnwick {
 
-namespace {
-
 // How a track's pictures and sound take part.
 enum class Role { Video, Overlay, Audio };
 
-// The parent producers a graph cuts its pieces from: one per file, stream, speed and
-// fitting, opened once however many pieces use it.
 class ProducerCache
 {
 public:
     explicit ProducerCache(Mlt::Profile& profile)
         : m_profile(profile)
     {
+    }
+
+    // A graph starts: what it does not ask for is let go when it is done.
+    void StartBuild() { m_used.clear(); }
+    void EndBuild()
+    {
+        for (auto it = m_producers.begin(); it != m_producers.end();)
+            it = m_used.count(it->first) ? std::next(it) : m_producers.erase(it);
     }
 
     Mlt::Producer* Get(const StreamSource& source, Role role, double speed)
@@ -38,6 +42,7 @@ public:
                                 .arg(static_cast<int>(role))
                                 .arg(speed, 0, 'g', 9)
                                 .arg(facts.containerIndex);
+        m_used.insert(key);
         auto it = m_producers.find(key);
         if (it != m_producers.end())
             return it->second.get();
@@ -83,7 +88,15 @@ private:
 
     Mlt::Profile& m_profile;
     std::map<QString, std::unique_ptr<Mlt::Producer>> m_producers;
+    std::set<QString> m_used;
 };
+
+std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile)
+{
+    return std::make_shared<ProducerCache>(profile);
+}
+
+namespace {
 
 // The filter that fits a picture of another size to the frame by the source's stretch
 // mode: 0 stretch, 1 crop (the original size, centred), 2 preserve the aspect with
@@ -306,7 +319,8 @@ std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources)
 }
 
 std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
-                                                 const StreamLookup& lookup, const GraphParts& parts)
+                                                 const StreamLookup& lookup, const GraphParts& parts,
+                                                 ProducerCache* shared)
 {
     if (!MltRuntime::Start())
         return nullptr;
@@ -333,7 +347,9 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
     const int32_t frames = std::max(1, MsToFrame(end));
 
     auto tractor = std::make_unique<Mlt::Tractor>(profile);
-    ProducerCache cache(profile);
+    std::shared_ptr<ProducerCache> own = shared ? nullptr : MakeProducerCache(profile);
+    ProducerCache& cache = shared ? *shared : *own;
+    cache.StartBuild();
     int index = 0;
     // Made by name, not through the loader: the ground needs none of its normalising.
     Mlt::Producer black(profile, MltServices::BlackProducer, "black");
@@ -378,6 +394,7 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
         mix.set("sum", 1);
         tractor->plant_transition(mix, 0, at);
     }
+    cache.EndBuild();
     return tractor;
 }
 

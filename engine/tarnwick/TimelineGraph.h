@@ -54,11 +54,19 @@ void SetGraphProfile(Mlt::Profile& profile, int width, int height);
 int32_t MsToFrame(int32_t ms);
 int32_t FrameToMs(int32_t frame);
 
+// The parent producers graphs cut their pieces from: one per file, stream, role and
+// speed, opened once however many pieces use it. A player keeps one over the graphs it
+// is given, made on the same profile, so that an edit opens no file again; what the
+// latest graph did not use is let go.
+class ProducerCache;
+std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile);
+
 // The graph of the model on profile (set by SetGraphProfile). The overlay track is the
 // one model track that holds transitions; the video track is the first video track
-// without any.
+// without any. Without a cache the graph opens its files for itself.
 std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
-                                                 const StreamLookup& lookup, const GraphParts& parts = {});
+                                                 const StreamLookup& lookup, const GraphParts& parts = {},
+                                                 ProducerCache* cache = nullptr);
 
 // Every graph's sound: 48 kHz stereo.
 constexpr int GraphFrequency = 48000;
