@@ -6,6 +6,7 @@
 #include "editing/moduleEdit.h"
 #include "engine/ITWKeyTransition.h"
 #include "engine/ITWTimeline.h"
+#include "preview/ModuleTWPreview.h"
 #include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
@@ -305,6 +306,7 @@ void Undo()
         --HistoryIndex;
         UndoInProgress = false;
         ModuleTreeView::UpdateTreeView();
+        ModuleTWPreview::UpdatePreview();
     });
 }
 
@@ -345,6 +347,8 @@ void Redo()
         Hsb()->setValue(scrollFrom.GetScrollValue());
         RedoInProgress = false;
         RowRestored = false;
+        // Whichever way the row came back, the player takes the timeline rebuilt.
+        ModuleTWPreview::UpdatePreview();
     });
 }
 

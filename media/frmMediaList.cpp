@@ -5,6 +5,7 @@
 #include "core/QmListView.h"
 #include "core/QmModal.h"
 #include "core/QmMsgBox.h"
+#include "core/QmPicture.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/QmVideoSurface.h"
@@ -15,8 +16,8 @@
 #include "media/moduleTarnwick.h"
 #include "shell/QmMenuArray.h"
 #include "shell/mdiTarnwick.h"
-#include "core/QmPicture.h"
 #include "timeline/frmTimeline.h"
+#include "tools/frmVolume.h"
 
 #include <QApplication>
 #include <QGridLayout>
@@ -296,6 +297,8 @@ void frmMediaList::OnLvwMediaListClick()
                 player.SetOwnerWindow(picPreviewSmall);
                 player.ResetPlayer();
                 player.OpenFile(path);
+                // A player built anew takes the volume.
+                frmVolume::instance()->SetVolume(frmVolume::instance()->GetVolume());
                 if (mediaClass != u"Audio")
                     player.SetVideoWindow(window.x(), window.y(), window.width(), window.height());
                 SetPlayPicture(QStringLiteral("PLAY"));

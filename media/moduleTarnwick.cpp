@@ -3,6 +3,7 @@
 #include "core/QmDialogs.h"
 #include "core/QmListView.h"
 #include "core/QmMsgBox.h"
+#include "core/QmPointer.h"
 #include "core/QmNumbers.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
@@ -15,6 +16,7 @@
 #include "engine/ITWStreamInfo.h"
 #include "engine/ITWTimeline.h"
 #include "media/frmMediaList.h"
+#include "preview/ModuleTWPreview.h"
 #include "shell/ModuleSettings.h"
 #include "shell/QmMenuArray.h"
 #include "shell/mdiTarnwick.h"
@@ -58,15 +60,9 @@ QProgressBar* ProgressBar()
     return mdiTarnwick::exists() ? mdiTarnwick::instance()->pbarMain() : nullptr;
 }
 
-// The hourglass over the whole screen, on and off without stacking up.
 void Hourglass(bool on)
 {
-    static bool shown = false;
-    if (on && !shown)
-        QApplication::setOverrideCursor(Qt::WaitCursor);
-    else if (!on && shown)
-        QApplication::restoreOverrideCursor();
-    shown = on;
+    on ? QmPointer::Hourglass() : QmPointer::Normal();
 }
 
 void EndOfOpening()
@@ -463,6 +459,8 @@ void OnFileCloseClick()
                 moduleScaleRenderer::RenderScale();
                 moduleTimeline::RenderAllBars();
                 ModuleTreeView::UpdateTreeView();
+                // The player gives up the pieces that went with the file.
+                ModuleTWPreview::UpdatePreview();
             }
             if (list->Count() == 0) {
                 moduleEdit::ClearSourceClips();

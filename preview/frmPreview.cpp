@@ -1,40 +1,317 @@
 #include "preview/frmPreview.h"
 
+#include "core/QmIcons.h"
+#include "core/QmShared.h"
+#include "core/QmTrap.h"
+#include "core/QmVideoSurface.h"
+#include "core/moduleUtilities.h"
+#include "engine/ITWPreview.h"
+#include "preview/ModuleTWPreview.h"
+#include "shell/mdiTarnwick.h"
+#include "timeline/moduleTimeline.h"
+#include "tools/frmVolume.h"
+
+#include <QEvent>
+#include <QFrame>
 #include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QLabel>
+#include <QProxyStyle>
 #include <QSlider>
+#include <QTimer>
+#include <QToolButton>
 #include <QVBoxLayout>
+
+using namespace QmShared;
+
+namespace {
+
+const QString kModule = QStringLiteral("frmPreview");
+
+// The seek bar goes to the place clicked, as a seek bar of a player does, rather than
+// a page at a time.
+class SeekBarStyle : public QProxyStyle
+{
+public:
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* returnData) const override
+    {
+        if (hint == SH_Slider_AbsoluteSetButtons)
+            return Qt::LeftButton;
+        return QProxyStyle::styleHint(hint, option, widget, returnData);
+    }
+};
+
+QFrame* MakeFrame(QWidget* parent, const char* name)
+{
+    auto* frame = new QFrame(parent);
+    frame->setObjectName(QLatin1String(name));
+    frame->setMouseTracking(true);
+    return frame;
+}
+
+} // namespace
 
 frmPreview::frmPreview()
 {
     setObjectName(QStringLiteral("frmPreview"));
     setWindowTitle(QStringLiteral("Preview"));
 
-    picDisplay = new QWidget(this);
-    picDisplay->setObjectName(QStringLiteral("picDisplay"));
-    picDisplay->setAutoFillBackground(true);
-    QPalette black = picDisplay->palette();
+    tm = new QTimer(this);
+    tm->setObjectName(QStringLiteral("tm"));
+    tm->setInterval(250);
+    connect(tm, &QTimer::timeout, this, [this] { tm_Timer(); });
+
+    fmeDisplay = MakeFrame(this, "fmeDisplay");
+    fmeDisplay->setAutoFillBackground(true);
+    QPalette black = fmeDisplay->palette();
     black.setColor(QPalette::Window, Qt::black);
-    picDisplay->setPalette(black);
-    picDisplay->setMinimumSize(160, 120);
-    picDisplay->setWhatsThis(QStringLiteral("The preview of the timeline as it stands."));
+    fmeDisplay->setPalette(black);
+    fmeDisplay->setMinimumSize(160, 120);
+    fmeDisplay->installEventFilter(this);
+    shpOutlineRect = MakeFrame(fmeDisplay, "shpOutlineRect");
+    shpOutlineRect->setFrameShape(QFrame::Box);
+    QPalette outline = shpOutlineRect->palette();
+    outline.setColor(QPalette::WindowText, QColor(0x60, 0x60, 0x60));
+    shpOutlineRect->setPalette(outline);
+    picDisplay = new QmVideoSurface(fmeDisplay);
+    picDisplay->setObjectName(QStringLiteral("picDisplay"));
+    picDisplay->setWhatsThis(QStringLiteral(
+        "The preview of the timeline as it stands: press Play, or move the timeline's slider to see any moment."));
+    Hint(picDisplay, QStringLiteral("Previews the contents of the timeline"));
+    Hint(fmeDisplay, QStringLiteral("Ready"));
 
-    sldSeekBar = new QSlider(Qt::Horizontal, this);
+    fmePlayer = MakeFrame(this, "fmePlayer");
+    sldSeekBar = new QSlider(Qt::Horizontal, fmePlayer);
     sldSeekBar->setObjectName(QStringLiteral("sldSeekBar"));
+    auto* seekStyle = new SeekBarStyle;
+    seekStyle->setParent(sldSeekBar);
+    sldSeekBar->setStyle(seekStyle);
     sldSeekBar->setRange(0, 10);
-    sldSeekBar->setWhatsThis(QStringLiteral("The position in the timeline; it follows the timeline's slider."));
-    lblCurrentTime = new QLabel(QStringLiteral("0:00:00.000"), this);
+    sldSeekBar->setWhatsThis(QStringLiteral(
+        "The position in the timeline; it follows the timeline's slider. Drag it to look through the timeline."));
+    Hint(sldSeekBar, QStringLiteral("Seek to the desired position of the video"));
+    // A move by the user (not the value set by the player) is the bar's scroll; the
+    // new position is already the slider's when the action is told.
+    connect(sldSeekBar, &QSlider::actionTriggered, this, [this](int) { sldSeekBar_Scroll(sldSeekBar->sliderPosition()); });
+    connect(sldSeekBar, &QSlider::sliderReleased, this, [this] { sldSeekBar_Click(); });
+    lblCurrentTime = new QLabel(QStringLiteral("0:00:00.000"), fmePlayer);
     lblCurrentTime->setObjectName(QStringLiteral("lblCurrentTime"));
-    lblDuration = new QLabel(QStringLiteral("0:00:00.000"), this);
+    Hint(lblCurrentTime, QStringLiteral("Displays the current time of the video"));
+    lblDuration = new QLabel(QStringLiteral("0:00:00.000"), fmePlayer);
     lblDuration->setObjectName(QStringLiteral("lblDuration"));
-
+    Hint(lblDuration, QStringLiteral("Displays the total duration of the video"));
     auto* times = new QHBoxLayout;
     times->addWidget(lblCurrentTime);
     times->addStretch(1);
     times->addWidget(lblDuration);
+    auto* player = new QVBoxLayout(fmePlayer);
+    player->setContentsMargins(0, 0, 0, 0);
+    player->setSpacing(0);
+    player->addWidget(sldSeekBar);
+    player->addLayout(times);
+
+    fmeControls = MakeFrame(this, "fmeControls");
+    cmdPlay = MakeButton("cmdPlay", QStringLiteral("Play"));
+    cmdPause = MakeButton("cmdPause", QStringLiteral("Pause"));
+    cmdStop = MakeButton("cmdStop", QStringLiteral("Stop"));
+    cmdRewind = MakeButton("cmdRewind", QStringLiteral("Rewind"));
+    cmdForward = MakeButton("cmdForward", QStringLiteral("Forward"));
+    cmdRepeat = MakeButton("cmdRepeat", QStringLiteral("Repeats playback (Loop)"));
+    cmdRepeat->setText(QStringLiteral("Loop"));
+    cmdRepeat->setCheckable(true);
+    cmdMute = MakeButton("cmdMute", QStringLiteral("Control volume"));
+    cmdMute->setText(QStringLiteral("Volume "));
+    for (QToolButton* button : {cmdRepeat, cmdMute})
+        button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    connect(cmdPlay, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdPlayClick(); });
+    connect(cmdPause, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdPauseClick(); });
+    connect(cmdStop, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdStopClick(); });
+    connect(cmdRewind, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdRewindClick(); });
+    connect(cmdForward, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdForwardClick(); });
+    connect(cmdMute, &QToolButton::clicked, this, [this] { cmdMute_Click(); });
+    cmdPlay->setWhatsThis(QStringLiteral("Plays the timeline from the slider, or the selection when it is shown (Enter)."));
+    cmdPause->setWhatsThis(QStringLiteral("Pauses where the timeline is (Space)."));
+    cmdStop->setWhatsThis(QStringLiteral("Stops, back at the start of the timeline or of the selection."));
+    cmdRewind->setWhatsThis(QStringLiteral("Goes back a twentieth of the timeline."));
+    cmdForward->setWhatsThis(QStringLiteral("Goes on a twentieth of the timeline."));
+    cmdRepeat->setWhatsThis(QStringLiteral("While down, playing starts again from the start at the end."));
+    cmdMute->setWhatsThis(QStringLiteral("The volume of the preview and of the media list's player."));
+    auto* controls = new QHBoxLayout(fmeControls);
+    controls->setContentsMargins(0, 0, 0, 0);
+    controls->setSpacing(2);
+    for (QToolButton* button : {cmdPlay, cmdPause, cmdStop, cmdRewind, cmdForward})
+        controls->addWidget(button);
+    controls->addStretch(1);
+    controls->addWidget(cmdRepeat);
+    controls->addWidget(cmdMute);
+    SetInitialIcons();
+
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
-    layout->addWidget(picDisplay, 1);
-    layout->addWidget(sldSeekBar);
-    layout->addLayout(times);
+    layout->setSpacing(2);
+    layout->addWidget(fmeDisplay, 1);
+    layout->addWidget(fmePlayer);
+    layout->addWidget(fmeControls);
+
+    // Enter plays and Space pauses wherever the focus is in the panel.
+    for (QWidget* child : findChildren<QWidget*>())
+        child->installEventFilter(this);
+    installEventFilter(this);
+}
+
+QToolButton* frmPreview::MakeButton(const char* name, const QString& hint)
+{
+    auto* button = new QToolButton(fmeControls);
+    button->setObjectName(QLatin1String(name));
+    button->setAutoRaise(true);
+    button->setIconSize(QSize(16, 16));
+    button->setFocusPolicy(Qt::TabFocus);
+    Hint(button, hint);
+    return button;
+}
+
+void frmPreview::Hint(QWidget* control, const QString& text)
+{
+    control->setMouseTracking(true);
+    control->setProperty("hint", text);
+}
+
+void frmPreview::SetInitialIcons()
+{
+    // The transport's pictures by their keys in the image list (ilControls).
+    const std::pair<QToolButton*, const char*> ilControls[] = {
+        {cmdPlay, "PLAY"},     {cmdPause, "PAUSE"},    {cmdStop, "STOP"}, {cmdRewind, "REWIND"},
+        {cmdForward, "FORWARD"}, {cmdMute, "MUTE_FALSE"}, {cmdRepeat, "LOOP"}};
+    for (auto [button, key] : ilControls)
+        button->setIcon(QmIcon(QLatin1String(key)));
+    cmdPlay->setToolTip(QStringLiteral("Play"));
+    cmdPause->setToolTip(QStringLiteral("Pause"));
+    cmdStop->setToolTip(QStringLiteral("Stop"));
+    cmdRewind->setToolTip(QStringLiteral("Rewind"));
+    cmdForward->setToolTip(QStringLiteral("Forward"));
+    cmdRepeat->setToolTip(QStringLiteral("Loop"));
+    cmdMute->setToolTip(QStringLiteral("Volume"));
+}
+
+void frmPreview::Load()
+{
+    QmTrap::Run(kModule, QStringLiteral("Form_Load"), [this] {
+        frmVolume* volume = frmVolume::instance();
+        volume->LoadVolume();
+        // The players keep the volume from now on, whichever is made first.
+        volume->SetVolume(volume->GetVolume());
+        if (mdiTarnwick::exists()) {
+            for (const char* action : {"Play", "Pause", "Stop", "Rewind", "Forward", "Loop playback"}) {
+                const QString name = QLatin1String(action);
+                mdiTarnwick::instance()->SetCommand(QStringLiteral("DoPreviewAction:") + name,
+                                                    [name] { ModuleTWPreview::DoPreviewAction(name); });
+            }
+        }
+        Resize();
+    });
+}
+
+void frmPreview::Unload()
+{
+    QmTrap::Run(kModule, QStringLiteral("Form_Unload"), [this] {
+        tm->stop();
+        frmVolume::instance()->SaveVolume(frmVolume::instance()->GetVolume());
+        auto& player = Eng<ITWPreview>();
+        player.ClosePreview();
+        player.SetOwnerWindow(nullptr);
+        ModuleTWPreview::PreviewBuilt = false;
+        ModuleTWPreview::PreviewState = 0;
+    });
+}
+
+void frmPreview::Resize()
+{
+    // The video area: the project's proportions, as large as the display allows.
+    const QRect room = fmeDisplay->rect().adjusted(2, 2, -2, -2);
+    const QSize project(std::max<int>(1, ProjectWidth), std::max<int>(1, ProjectHeight));
+    const QSize fitted = project.scaled(room.size(), Qt::KeepAspectRatio);
+    const QRect area(room.x() + (room.width() - fitted.width()) / 2, room.y() + (room.height() - fitted.height()) / 2,
+                     fitted.width(), fitted.height());
+    picDisplay->setGeometry(area);
+    shpOutlineRect->setGeometry(area.adjusted(-1, -1, 1, 1));
+    shpOutlineRect->lower();
+}
+
+void frmPreview::tm_Timer()
+{
+    QmTrap::Run(kModule, QStringLiteral("tm_Timer"), [this] {
+        // A tick queued before a stop finds nothing to do.
+        if (ModuleTWPreview::PreviewState != 1)
+            return;
+        sldSeekBar->setValue(ModuleTWPreview::GetCurrentPosition());
+        moduleTimeline::SetSliderPosition(sldSeekBar->value(), true);
+        if (sldSeekBar->value() < sldSeekBar->maximum())
+            return;
+        sldSeekBar->setValue(0);
+        ModuleTWPreview::OnCmdStopClick();
+        if (cmdRepeat->isChecked())
+            ModuleTWPreview::OnCmdPlayClick();
+    });
+}
+
+void frmPreview::sldSeekBar_Scroll(int value)
+{
+    QmTrap::Run(kModule, QStringLiteral("sldSeekBar_Scroll"), [value, this] {
+        ModuleTWPreview::OnCmdPauseClick();
+        Eng<ITWPreview>().Seek(value);
+        lblCurrentTime->setText(moduleUtilities::MilliSecondsToTimetypeAsString(value));
+    });
+}
+
+void frmPreview::sldSeekBar_Click()
+{
+    QmTrap::Run(kModule, QStringLiteral("sldSeekBar_Click"),
+                [this] { moduleTimeline::SetSliderPosition(sldSeekBar->value(), true); });
+}
+
+void frmPreview::cmdMute_Click()
+{
+    QmTrap::Run(kModule, QStringLiteral("cmdMute_Click"), [this] {
+        // Below the button, with a little room (105 twips).
+        frmVolume::instance()->Popup(cmdMute->mapToGlobal(QPoint(0, cmdMute->height() + 105 / 15)));
+    });
+}
+
+void frmPreview::mouseMoveEvent(QMouseEvent* event)
+{
+    // A move that a control passed on keeps the control's hint.
+    if (!childAt(event->position().toPoint()))
+        QmPanel::mouseMoveEvent(event);
+}
+
+bool frmPreview::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::MouseMove) {
+        const QVariant hint = watched->property("hint");
+        auto* control = qobject_cast<QWidget*>(watched);
+        if (hint.isValid() && control && mdiTarnwick::exists()) {
+            // A move that a control within passes on keeps that control's hint.
+            bool inner = false;
+            const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();
+            for (QWidget* c = control->childAt(at); c && c != control; c = c->parentWidget())
+                inner = inner || c->property("hint").isValid();
+            if (!inner)
+                mdiTarnwick::instance()->SetStatusText(hint.toString());
+        }
+    } else if (event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            ModuleTWPreview::OnCmdPlayClick();
+            return true;
+        }
+        if (key == Qt::Key_Space) {
+            ModuleTWPreview::OnCmdPauseClick();
+            return true;
+        }
+    } else if (watched == fmeDisplay && event->type() == QEvent::Resize) {
+        Resize();
+    }
+    return QmPanel::eventFilter(watched, event);
 }

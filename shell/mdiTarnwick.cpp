@@ -594,6 +594,7 @@ void mdiTarnwick::Load()
         PanelWindow(frmTimeline::instance())->resize(PanelWindow(frmTimeline::instance())->width(),
                                                      frmTimeline::DesignHeight);
         AddPanel(frmPreview::instance(), "mnuViewPreview");
+        frmPreview::instance()->Load();
 
         m_toolsDock = new QDockWidget(QStringLiteral("Tools"), this);
         m_toolsDock->setObjectName(QStringLiteral("frmToolsDock"));
@@ -748,6 +749,7 @@ void mdiTarnwick::closeEvent(QCloseEvent* event)
         return;
     }
     // Unload: every other form of the program goes with the main window.
+    frmPreview::instance()->Unload();
     for (QWidget* widget : QApplication::topLevelWidgets()) {
         if (widget != this)
             widget->close();

@@ -573,13 +573,16 @@ void TestRouting::trackBoxesAnsweredByHandle()
 
 void TestRouting::actionsWithoutCommandShownDisabled()
 {
-    // Before any stand-in command is given: the preview's transport and the snapshot have
-    // no command in Quillmont yet, so their nodes cannot be run; the sliders' toggle can.
+    // Before any stand-in command is given: saving the timeline and the snapshot have no
+    // command in Quillmont yet, so their nodes cannot be run; the transport and the
+    // sliders' toggle can.
     Put(Video(), "video.avi", 0);
     frmTools* tools = frmTools::instance();
     QVERIFY(!Main()->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
+    QVERIFY(!Main()->HasCommand(QStringLiteral("mnuFileExportTimeline")));
     tools->SetActiveContext(1);
-    QVERIFY(!(NodeOf(QStringLiteral("Play"))->flags() & Qt::ItemIsEnabled));
+    QVERIFY(NodeOf(QStringLiteral("Play"))->flags() & Qt::ItemIsEnabled);
+    QVERIFY(!(NodeOf(QStringLiteral("Save Timeline..."))->flags() & Qt::ItemIsEnabled));
     QVERIFY(!(NodeOf(QStringLiteral("Take snap"))->flags() & Qt::ItemIsEnabled));
     tools->SetActiveContext(2);
     QVERIFY(NodeOf(QStringLiteral("Show/Hide selection sliders"))->flags() & Qt::ItemIsEnabled);
@@ -588,8 +591,8 @@ void TestRouting::actionsWithoutCommandShownDisabled()
     QVERIFY(NodeOf(QStringLiteral("Take snap"))->flags() & Qt::ItemIsEnabled);
     // Clicking a node that cannot be run does nothing.
     QTreeWidget* tree = tools->tvwActions;
-    const QPoint play = tree->visualItemRect(NodeOf(QStringLiteral("Play"))).center();
-    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, play);
+    const QPoint save = tree->visualItemRect(NodeOf(QStringLiteral("Save Timeline..."))).center();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, save);
     QCOMPARE(m_ran, QStringList());
 }
 

@@ -13,6 +13,7 @@
 #include "engine/ITWTimeline.h"
 #include "history/ModuleHistory.h"
 #include "preview/frmPreview.h"
+#include "preview/ModuleTWPreview.h"
 #include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
@@ -645,6 +646,7 @@ void frmTimeline::picScale_MouseDown(Qt::MouseButton button, Qt::KeyboardModifie
             QSlider* seek = frmPreview::instance()->sldSeekBar;
             seek->setValue(pos);
             SetSliderPosition(seek->value(), false);
+            ModuleTWPreview::SeekPreview(seek->value());
         } else if (button == Qt::RightButton && mdiTarnwick::exists()) {
             ShowMenuItems(0, 0);
             mdiTarnwick::instance()->mnuEditContext()->popup(QCursor::pos());
@@ -671,6 +673,7 @@ void frmTimeline::Scale_KeyDown(int key, Qt::KeyboardModifiers shift)
         else if (key == Qt::Key_Left && now - step >= seek->minimum())
             seek->setValue(now - step);
         SetSliderPosition(seek->value(), false);
+        ModuleTWPreview::SeekPreview(seek->value());
     });
 }
 
@@ -854,6 +857,7 @@ void frmTimeline::Row_MouseUp(QmPicture* pic, Qt::MouseButton button, Qt::Keyboa
             }
         } else {
             ModuleHistory::StoreCurrentTLImage();
+            ModuleTWPreview::UpdatePreview();
         }
         MenuUpdate();
     });
@@ -1047,6 +1051,7 @@ void frmTimeline::Handle_MouseMove(QmImageBox* handle, Qt::MouseButtons buttons,
             if (mdiTarnwick::exists())
                 mdiTarnwick::instance()->StatusPanel(QStringLiteral("SLIDER_POS"))->setText(text);
             SliderPosition = GetSliderPosition();
+            ModuleTWPreview::OnSliderMove();
             return;
         }
 

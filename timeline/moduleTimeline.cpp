@@ -13,6 +13,7 @@
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
 #include "preview/frmPreview.h"
+#include "preview/ModuleTWPreview.h"
 #include "shell/ModuleSettings.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
@@ -142,8 +143,10 @@ void PressOnRow(int32_t track, const ItemKind& kind, int32_t treeTag, bool overl
         tl.SetTransitionSelected(track, seq, tl.IsSourceSelected(track, seq));
     frmTimeline* form = Form();
     if (form->imgStartSelHandle->isHidden() && form->imgEndSelHandle->isHidden()
-        && (SliderPosition < start || SliderPosition > stop))
+        && (SliderPosition < start || SliderPosition > stop)) {
         SetSliderPosition(start, false);
+        ModuleTWPreview::OnSliderMove();
+    }
     ModuleTreeView::SetSourceSelected(treeTag, seq + 1);
     RenderAllBars();
     MenuUpdate();

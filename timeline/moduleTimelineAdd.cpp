@@ -13,11 +13,13 @@
 #include "engine/ITWTimeline.h"
 #include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
+#include "preview/ModuleTWPreview.h"
 #include "preview/frmPreview.h"
 #include "shell/frmTools.h"
 #include "timeline/ModuleTreeView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
+#include "tools/frmVolume.h"
 
 #include <QSlider>
 
@@ -88,7 +90,10 @@ void OnEditAddToTimelineClick()
             else if (GetTimelineDuration() > seek->minimum())
                 seek->setMaximum(GetTimelineDuration());
             UpdateTrackOptions();
+            ModuleTWPreview::UpdatePreview();
             SyncOverlayTransitions();
+            // A player built anew takes the volume.
+            frmVolume::instance()->SetVolume(frmVolume::instance()->GetVolume());
 
             if (!anySelected)
                 MsgBox(QStringLiteral("Unable to add to the timeline because no file is selected. Please select a "
@@ -166,6 +171,7 @@ void OnEditAddToOverlayClick()
         RenderAllSelections();
         moduleScaleRenderer::AdjustScroll();
         ModuleTreeView::UpdateTreeView();
+        ModuleTWPreview::UpdatePreview();
         UpdateTrackOptions();
     });
 }
@@ -220,6 +226,7 @@ bool OnEditAddEffectToTimelineClick()
             ShowOrHideTrackSelections();
             RenderAllSelections();
             moduleScaleRenderer::AdjustScroll();
+            ModuleTWPreview::UpdatePreview();
             UpdateTrackOptions();
             return true;
         },
