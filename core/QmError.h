@@ -28,6 +28,7 @@ private:
 namespace QmErr {
 constexpr int32_t IllegalCall = 5;
 constexpr int32_t Overflow = 6;
+constexpr int32_t DivisionByZero = 11;
 constexpr int32_t SubscriptOutOfRange = 9;
 constexpr int32_t TypeMismatch = 13;
 constexpr int32_t BadFileName = 52;

@@ -55,6 +55,61 @@ void ClearTransitionClips();
 // Any of the three lists holds a record.
 bool IsClipboardFilled();
 
+// Edit modes of EditSelection (2 is reserved and does nothing).
+constexpr int16_t ModeCut = 0;
+constexpr int16_t ModeCopy = 1;
+constexpr int16_t ModeDelete = 3;
+constexpr int16_t ModeCrop = 4;
+
+// The commands, as the menus run them: history entry, routine, image, list, menus. Each
+// is left alone while another edit runs (InSelectionUpdate).
+void OnEditCutClick();
+void OnEditCopyClick();
+void OnEditClearClick();
+void OnEditCropClick();
+void OnEditCropSourcesClick();
+void OnEditPasteClick();
+
+// Cut, copy, delete and crop: over the range between the selection sliders when both
+// show, else over the selected items. Cut and copy fill the clipboard.
+void EditCut();
+void EditCopy();
+void EditDelete();
+void EditCrop(bool cropSourcesOnly);
+// The range form, across every linked, unlocked track; the selection sliders are
+// hidden after it. False when the last engine call it made said no.
+bool EditSelection(int16_t mode);
+// The whole-item forms.
+bool EditCutSource();
+bool EditCutEffect();
+bool EditCutOverlay();
+bool EditCopySource();
+bool EditCopyEffect();
+bool EditCopyOverlay();
+bool EditDeleteSource();
+bool EditDeleteEffect();
+bool EditDeleteOverlay();
+bool EditCropSource();
+bool EditCropEffect();
+bool EditCropOverlay();
+// Before a plain crop over the selection: what lies wholly outside it goes.
+void DropOutsideSelection();
+
+// Paste: the clipboard's records back on the tracks they came from, at the position
+// slider, or in place of the selection (deleted first) when a selection slider shows.
+void EditPaste();
+bool EditPasteSource(int32_t position, bool shift);
+bool EditPasteEffect(int32_t position, bool shift);
+bool EditPasteOverlay(int32_t position, bool shift);
+// A track's run of records inserted before seq at position; later items move right.
+bool PasteBefore(int32_t track, int16_t seq, int32_t position);
+bool PasteEffectBefore(int32_t track, int16_t seq, int32_t position);
+bool PasteTransitionBefore(int32_t track, int16_t seq, int32_t position);
+// Closes the gap after the item that ends exactly at position.
+bool ShiftSourcesFromPos(int32_t position, int32_t track);
+bool ShiftEffectsFromPos(int32_t position, int32_t track);
+bool ShiftTransitionsFromPos(int32_t position, int32_t track);
+
 // The key of an overlay's transition: its parameters cleared, "KeyType" 0, the colour.
 void ApplyTransitionKey(int32_t track, int16_t seq, int16_t red, int16_t green, int16_t blue);
 

@@ -283,12 +283,14 @@ void TestShell::toolbarAndStatusBar()
 void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
 {
     mdiTarnwick* main = Main();
-    // Without a command an entry is off, and asking to enable it changes nothing.
+    // Without a command an entry is off, and asking to enable it changes nothing (taking
+    // a snap has no command yet).
+    QAction* snap = main->Item(QStringLiteral("mnuToolsTakeSnap"));
+    QVERIFY(!main->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
+    QVERIFY(!snap->isEnabled());
+    main->SetItemEnabled(QStringLiteral("mnuToolsTakeSnap"), true);
+    QVERIFY(!snap->isEnabled());
     QAction* cut = main->Item(QStringLiteral("mnuEditCut"));
-    QVERIFY(!cut->isEnabled());
-    main->SetItemEnabled(QStringLiteral("mnuEditCut"), true);
-    QVERIFY(!cut->isEnabled());
-    QVERIFY(!main->ToolButton(QStringLiteral("CUT"))->isEnabled());
     QVERIFY(main->Item(QStringLiteral("mnuFileExit"))->isEnabled());
     QVERIFY(main->Item(QStringLiteral("mnuWindowArrangeAll"))->isEnabled());
 

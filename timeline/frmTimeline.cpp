@@ -9,6 +9,7 @@
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
+#include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
 #include "engine/ITWTimeline.h"
 #include "history/ModuleHistory.h"
@@ -478,6 +479,12 @@ void frmTimeline::Load()
     });
     // Adding: the files of the media list (also from its pop-up and the toolbar), the
     // overlay, and the effects of the tools panel and the Edit menu.
+    main->SetCommand(QStringLiteral("mnuEditCut"), [] { moduleEdit::OnEditCutClick(); });
+    main->SetCommand(QStringLiteral("mnuEditCopy"), [] { moduleEdit::OnEditCopyClick(); });
+    main->SetCommand(QStringLiteral("mnuEditClear"), [] { moduleEdit::OnEditClearClick(); });
+    main->SetCommand(QStringLiteral("mnuEditCrop"), [] { moduleEdit::OnEditCropClick(); });
+    main->SetCommand(QStringLiteral("mnuEditCropSources"), [] { moduleEdit::OnEditCropSourcesClick(); });
+    main->SetCommand(QStringLiteral("mnuEditPaste"), [] { moduleEdit::OnEditPasteClick(); });
     main->SetCommand(QStringLiteral("mnuEditAddToTimeline"), [] { AddToTimelineCommand(); });
     main->SetCommand(QStringLiteral("mnuEditAddToOverlay"), [] { AddToOverlayCommand(); });
     main->SetCommand(QStringLiteral("cmdAdd"), [] { AddEffectCommand(); });
