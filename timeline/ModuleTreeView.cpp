@@ -143,6 +143,21 @@ void UpdateTreeView()
 {
     QmTrap::Run(kModule, QStringLiteral("UpdateTreeView"), [] {
         EmptyTreeView();
+        // The nodes are made while the root is out of the list, which then takes them all
+        // at once rather than one row at a time.
+        QTreeWidget* tree = Tree();
+        tree->takeTopLevelItem(tree->indexOfTopLevelItem(TreeRoot));
+        struct Reattach
+        {
+            QTreeWidget* tree;
+            ~Reattach()
+            {
+                tree->addTopLevelItem(TreeRoot);
+                TreeRoot->setExpanded(true);
+                for (int i = 0; i < TreeRoot->childCount(); ++i)
+                    TreeRoot->child(i)->setExpanded(TreeRoot->child(i)->childCount() > 0);
+            }
+        } reattach{tree};
         auto& tl = Eng<ITWTimeline>();
         for (int32_t track : TrackCollection)
             if (tl.IsVideoTrack(track))

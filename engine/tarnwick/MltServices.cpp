@@ -58,18 +58,16 @@ inline bool Within(int luma, int redChroma, int greenChroma, int blueChroma, int
 
 // Keying.
 
+// The key of a piece rides on its frame: colour and reach, pushed with the step.
 int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
 {
-    auto filter = static_cast<mlt_filter>(mlt_frame_pop_service(frame));
+    const int color = mlt_frame_pop_service_int(frame);
+    const int reach = mlt_frame_pop_service_int(frame);
     *format = mlt_image_yuv420p;
     const int error = mlt_frame_get_image(frame, image, format, width, height, 0);
     if (error || *format != mlt_image_yuv420p || *width <= 0 || *height <= 0)
         return error;
-    mlt_properties properties = MLT_FILTER_PROPERTIES(filter);
-    const int red = mlt_properties_get_int(properties, "red");
-    const int green = mlt_properties_get_int(properties, "green");
-    const int blue = mlt_properties_get_int(properties, "blue");
-    const int reach = KeyReach(mlt_properties_get_double(properties, "tolerance"));
+    const int red = color & 0xFF, green = (color >> 8) & 0xFF, blue = (color >> 16) & 0xFF;
 
     const int w = *width, h = *height;
     const Planes planes = PlanesOf(*image, w, h);
@@ -93,23 +91,6 @@ int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
     }
     mlt_frame_set_alpha(frame, alpha, w * h, mlt_pool_release);
     return 0;
-}
-
-mlt_frame KeyProcess(mlt_filter filter, mlt_frame frame)
-{
-    mlt_frame_push_service(frame, filter);
-    mlt_frame_push_get_image(frame, KeyGetImage);
-    return frame;
-}
-
-void* CreateKey(mlt_profile, mlt_service_type, const char*, const void*)
-{
-    mlt_filter filter = mlt_filter_new();
-    if (filter) {
-        filter->process = KeyProcess;
-        mlt_properties_set_double(MLT_FILTER_PROPERTIES(filter), "tolerance", 0.15);
-    }
-    return filter;
 }
 
 // Fitting a picture of another size to the frame.
@@ -164,9 +145,10 @@ void FillBlack(uint8_t* image, int w, int h)
     std::memset(p.u, 128, static_cast<size_t>(p.chromaWidth) * p.chromaHeight * 2);
 }
 
+// The stretch mode of a piece rides on its frame, pushed with the step.
 int FitGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int writable)
 {
-    auto filter = static_cast<mlt_filter>(mlt_frame_pop_service(frame));
+    const int mode = mlt_frame_pop_service_int(frame);
     mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
     const int fw = *width, fh = *height;
     // The picture as decoded, at its own size: the frame's scalers are passed by.
@@ -184,7 +166,7 @@ int FitGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
         return error;
     sw = *width;
     sh = *height;
-    const Fit fit = FitFor(mlt_properties_get_int(MLT_FILTER_PROPERTIES(filter), "mode"), sw, sh, fw, fh);
+    const Fit fit = FitFor(mode, sw, sh, fw, fh);
     const int size = mlt_image_format_size(mlt_image_yuv420p, fw, fh, nullptr);
     auto* fitted = static_cast<uint8_t*>(mlt_pool_alloc(size));
     if (fit.to.w != fw || fit.to.h != fh)
@@ -209,19 +191,87 @@ int FitGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
     return 0;
 }
 
-mlt_frame FitProcess(mlt_filter filter, mlt_frame frame)
+// Tracks of pieces.
+
+struct Track
 {
-    mlt_frame_push_service(frame, filter);
-    mlt_frame_push_get_image(frame, FitGetImage);
-    return frame;
+    struct Piece
+    {
+        int32_t first;
+        int32_t length;
+        mlt_producer producer;
+        int32_t in;
+        int fitMode; // -1: taken as it comes
+        bool keyed;
+        int keyColor; // red, green, blue in the low three bytes
+        int keyReach;
+    };
+    std::vector<Piece> pieces; // by first frame
+
+    ~Track()
+    {
+        for (Piece& piece : pieces)
+            mlt_producer_close(piece.producer);
+    }
+};
+
+void DropTrack(void* track)
+{
+    delete static_cast<Track*>(track);
 }
 
-void* CreateFit(mlt_profile, mlt_service_type, const char*, const void*)
+int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
 {
-    mlt_filter filter = mlt_filter_new();
-    if (filter)
-        filter->process = FitProcess;
-    return filter;
+    const mlt_position position = mlt_producer_position(producer);
+    const auto* track =
+        static_cast<const Track*>(mlt_properties_get_data(MLT_PRODUCER_PROPERTIES(producer), "_track", nullptr));
+    const Track::Piece* piece = nullptr;
+    if (track) {
+        auto after = std::upper_bound(track->pieces.begin(), track->pieces.end(), position,
+                                      [](mlt_position p, const Track::Piece& piece) { return p < piece.first; });
+        if (after != track->pieces.begin()) {
+            const Track::Piece& candidate = *std::prev(after);
+            if (position < candidate.first + candidate.length)
+                piece = &candidate;
+        }
+    }
+    int error = 0;
+    if (piece) {
+        mlt_producer_seek(piece->producer, piece->in + position - piece->first);
+        error = mlt_service_get_frame(MLT_PRODUCER_SERVICE(piece->producer), frame, index);
+        if (!error && *frame) {
+            // The piece's own steps, innermost first: fitted to the frame, then keyed.
+            if (piece->fitMode >= 0) {
+                mlt_frame_push_service_int(*frame, piece->fitMode);
+                mlt_frame_push_get_image(*frame, FitGetImage);
+            }
+            if (piece->keyed) {
+                mlt_frame_push_service_int(*frame, piece->keyReach);
+                mlt_frame_push_service_int(*frame, piece->keyColor);
+                mlt_frame_push_get_image(*frame, KeyGetImage);
+            }
+        }
+    }
+    if (!piece || error || !*frame) {
+        // A gap: a frame with neither picture nor sound, which the layers beneath show
+        // through.
+        *frame = mlt_frame_init(MLT_PRODUCER_SERVICE(producer));
+        mlt_properties properties = MLT_FRAME_PROPERTIES(*frame);
+        mlt_properties_set_int(properties, "test_image", 1);
+        mlt_properties_set_int(properties, "test_audio", 1);
+    }
+    // The track's own position, for the filters attached to it by their ranges.
+    mlt_frame_set_position(*frame, position);
+    mlt_producer_prepare_next(producer);
+    return 0;
+}
+
+void* CreateTrack(mlt_profile profile, mlt_service_type, const char*, const void*)
+{
+    mlt_producer producer = mlt_producer_new(profile);
+    if (producer)
+        producer->get_frame = TrackGetFrame;
+    return producer;
 }
 
 // The black ground: a picture made in the format asked for, so that nothing converts it.
@@ -367,10 +417,37 @@ bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance
 
 void Register(Mlt::Repository& repository)
 {
+    repository.register_service(mlt_service_producer_type, TrackProducer, CreateTrack);
     repository.register_service(mlt_service_producer_type, BlackProducer, CreateBlack);
-    repository.register_service(mlt_service_filter_type, FitFilter, CreateFit);
-    repository.register_service(mlt_service_filter_type, KeyFilter, CreateKey);
     repository.register_service(mlt_service_transition_type, OverTransition, CreateOver);
+}
+
+std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<TrackPiece> pieces, int32_t frames)
+{
+    auto producer = std::make_unique<Mlt::Producer>(profile, TrackProducer, "track");
+    if (!producer->is_valid())
+        return nullptr;
+    auto* track = new Track;
+    track->pieces.reserve(pieces.size());
+    for (TrackPiece& piece : pieces) {
+        if (!piece.producer || piece.length <= 0)
+            continue;
+        // The track keeps its own reference to each piece.
+        mlt_producer raw = piece.producer->get_producer();
+        mlt_properties_inc_ref(MLT_PRODUCER_PROPERTIES(raw));
+        const int color = (piece.keyRed & 0xFF) | (piece.keyGreen & 0xFF) << 8 | (piece.keyBlue & 0xFF) << 16;
+        track->pieces.push_back({piece.first, piece.length, raw, piece.in, piece.fitMode, piece.keyed, color,
+                                 KeyReach(piece.keyTolerance)});
+    }
+    std::sort(track->pieces.begin(), track->pieces.end(),
+              [](const Track::Piece& a, const Track::Piece& b) { return a.first < b.first; });
+    mlt_properties properties = MLT_PRODUCER_PROPERTIES(producer->get_producer());
+    mlt_properties_set_data(properties, "_track", track, 0, DropTrack, nullptr);
+    frames = std::max(1, frames);
+    producer->set("length", frames);
+    producer->set("in", 0);
+    producer->set("out", frames - 1);
+    return producer;
 }
 
 } // namespace Tarnwick::MltServices

@@ -98,31 +98,20 @@ std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile)
 
 namespace {
 
-// The filter that fits a picture of another size to the frame by the source's stretch
-// mode: 0 stretch, 1 crop (the original size, centred), 2 preserve the aspect with
-// borders, 3 fill while keeping the aspect.
-std::unique_ptr<Mlt::Filter> FitFilter(Mlt::Profile& profile, int16_t mode)
-{
-    auto fit = std::make_unique<Mlt::Filter>(profile, MltServices::FitFilter);
-    fit->set("mode", std::clamp<int>(mode, 0, 3));
-    return fit;
-}
-
-// The key colour of an overlay's transition, when it has one ("KeyType" 0).
-std::unique_ptr<Mlt::Filter> KeyFilter(Mlt::Profile& profile, const TransitionItem* transition)
+// The key of an overlay's transition, when it has one ("KeyType" 0).
+bool KeyOf(const TransitionItem* transition, MltServices::TrackPiece& piece)
 {
     if (!transition)
-        return nullptr;
+        return false;
     const auto keyType = std::find_if(transition->parameters.begin(), transition->parameters.end(),
                                       [](const auto& p) { return p.first.compare(QLatin1String("KeyType"), Qt::CaseInsensitive) == 0; });
     if (keyType == transition->parameters.end() || keyType->second != 0)
-        return nullptr;
-    auto key = std::make_unique<Mlt::Filter>(profile, MltServices::KeyFilter);
-    key->set("red", transition->keyRed & 0xFF);
-    key->set("green", transition->keyGreen & 0xFF);
-    key->set("blue", transition->keyBlue & 0xFF);
-    key->set("tolerance", KeyTolerance);
-    return key;
+        return false;
+    piece.keyRed = transition->keyRed & 0xFF;
+    piece.keyGreen = transition->keyGreen & 0xFF;
+    piece.keyBlue = transition->keyBlue & 0xFF;
+    piece.keyTolerance = KeyTolerance;
+    return true;
 }
 
 // One of the six effects, as a filter with a visible result over its range.
@@ -160,63 +149,50 @@ std::unique_ptr<Mlt::Filter> EffectFilter(Mlt::Profile& profile, const QString& 
     return filter;
 }
 
-// A track's playlist: the visible stretch of each source cut from its producer, blanks
-// between.
-std::unique_ptr<Mlt::Playlist> BuildPlaylist(Mlt::Profile& profile, const Track& track, Role role,
-                                             const StreamLookup& lookup, ProducerCache& cache)
+// A track: the visible stretch of each source cut from its producer, at its frames;
+// gaps between, and where a file holds less than the timeline asks of it.
+std::unique_ptr<Mlt::Producer> BuildTrack(Mlt::Profile& profile, const Track& track, Role role,
+                                          const StreamLookup& lookup, ProducerCache& cache, int32_t frames)
 {
-    auto playlist = std::make_unique<Mlt::Playlist>(profile);
-    int32_t cursor = 0; // frames laid so far
+    std::vector<MltServices::TrackPiece> pieces;
     for (const Segment& segment : VisibleSegments(track.sources)) {
         const SourceItem& s = track.sources[segment.source];
         const StreamSource stream = lookup(s.stream);
         const int32_t first = MsToFrame(segment.start);
         const int32_t length = MsToFrame(segment.stop) - first;
-        if (length <= 0)
+        if (length <= 0 || !stream.facts)
             continue;
-        if (first > cursor)
-            playlist->blank(first - cursor - 1);
-        cursor = std::max(cursor, first);
-        Mlt::Producer* parent = nullptr;
-        int32_t in = 0;
-        if (stream.facts) {
-            double speed = static_cast<double>(s.mediaStop - s.mediaStart) / (s.stop - s.start);
-            if (std::fabs(speed - 1.0) < 0.001 || stream.facts->still)
-                speed = 1.0;
-            if (speed > 0.0) {
-                parent = cache.Get(stream, role, speed);
-                const double mediaAt = s.mediaStart + (segment.start - s.start) * speed;
-                in = stream.facts->still ? 0 : static_cast<int32_t>(std::lround(MsToFrame(static_cast<int32_t>(mediaAt)) / speed));
-            }
+        double speed = static_cast<double>(s.mediaStop - s.mediaStart) / (s.stop - s.start);
+        if (std::fabs(speed - 1.0) < 0.001 || stream.facts->still)
+            speed = 1.0;
+        if (speed <= 0.0)
+            continue;
+        Mlt::Producer* parent = cache.Get(stream, role, speed);
+        if (!parent)
+            continue;
+        const double mediaAt = s.mediaStart + (segment.start - s.start) * speed;
+        const int32_t in =
+            stream.facts->still ? 0 : static_cast<int32_t>(std::lround(MsToFrame(static_cast<int32_t>(mediaAt)) / speed));
+        const int32_t taken = std::max(0, std::min(length, parent->get_length() - in));
+        if (taken <= 0)
+            continue;
+        MltServices::TrackPiece piece;
+        piece.first = first;
+        piece.length = taken;
+        piece.producer = parent;
+        piece.in = in;
+        if (role != Role::Audio) {
+            piece.fitMode = std::clamp<int>(s.stretchMode, 0, 3);
+            if (role == Role::Overlay)
+                piece.keyed = KeyOf(segment.source < track.transitions.size() ? &track.transitions[segment.source] : nullptr,
+                                    piece);
         }
-        int32_t taken = 0;
-        if (parent) {
-            taken = std::max(0, std::min(length, parent->get_length() - in));
-            if (taken > 0) {
-                std::unique_ptr<Mlt::Producer> cut(parent->cut(in, in + taken - 1));
-                if (role != Role::Audio && stream.facts) {
-                    if (auto fit = FitFilter(profile, s.stretchMode); fit->is_valid())
-                        cut->attach(*fit);
-                    if (role == Role::Overlay) {
-                        const TransitionItem* transition = segment.source < track.transitions.size()
-                                                               ? &track.transitions[segment.source]
-                                                               : nullptr;
-                        if (auto key = KeyFilter(profile, transition))
-                            cut->attach(*key);
-                    }
-                }
-                playlist->append(*cut);
-            }
-        }
-        // What the file does not hold (or a source without a file) plays as a gap.
-        if (taken < length)
-            playlist->blank(length - taken - 1);
-        cursor += length;
+        pieces.push_back(piece);
     }
-    return playlist;
+    return MltServices::MakeTrack(profile, std::move(pieces), frames);
 }
 
-void AttachEffects(Mlt::Profile& profile, Mlt::Playlist& playlist, const Track& track)
+void AttachEffects(Mlt::Profile& profile, Mlt::Producer& layer, const Track& track)
 {
     for (const EffectItem& effect : track.effects) {
         const int32_t in = MsToFrame(std::max(0, effect.start));
@@ -225,7 +201,7 @@ void AttachEffects(Mlt::Profile& profile, Mlt::Playlist& playlist, const Track& 
             continue;
         if (auto filter = EffectFilter(profile, effect.name, out - in + 1)) {
             filter->set_in_and_out(in, out);
-            playlist.attach(*filter);
+            layer.attach(*filter);
         }
     }
 }
@@ -360,16 +336,14 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
     Mlt::Filter convert(profile, "avcolor_space");
     if (convert.is_valid())
         black.attach(convert);
-    Mlt::Playlist ground(profile);
-    ground.append(black, 0, frames - 1);
-    tractor->set_track(ground, index++);
+    tractor->set_track(black, index++);
 
     auto addPictures = [&](const Track& track, Role role, bool effects) {
-        std::unique_ptr<Mlt::Playlist> playlist = BuildPlaylist(profile, track, role, lookup, cache);
+        std::unique_ptr<Mlt::Producer> layer = BuildTrack(profile, track, role, lookup, cache, frames);
         if (effects)
-            AttachEffects(profile, *playlist, track);
+            AttachEffects(profile, *layer, track);
         const int at = index++;
-        tractor->set_track(*playlist, at);
+        tractor->set_track(*layer, at);
         std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
         placed->set("hide", 2); // pictures only
         Mlt::Transition blend(profile, MltServices::OverTransition);
@@ -384,9 +358,9 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
     for (const Track* track : audio) {
         if (!included(*track))
             continue;
-        std::unique_ptr<Mlt::Playlist> playlist = BuildPlaylist(profile, *track, Role::Audio, lookup, cache);
+        std::unique_ptr<Mlt::Producer> layer = BuildTrack(profile, *track, Role::Audio, lookup, cache, frames);
         const int at = index++;
-        tractor->set_track(*playlist, at);
+        tractor->set_track(*layer, at);
         std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
         placed->set("hide", 1); // sound only
         Mlt::Transition mix(profile, "mix");
