@@ -28,14 +28,29 @@ int LastClip(const QList<Clip>& clips, int32_t track)
     return -1;
 }
 
+int LastSourceClip(int32_t track)
+{
+    return LastClip(SourceClips, track);
+}
+
+int LastEffectClip(int32_t track)
+{
+    return LastClip(EffectClips, track);
+}
+
+int LastTransitionClip(int32_t track)
+{
+    return LastClip(TransitionClips, track);
+}
+
 bool HasSourceClip(int32_t track)
 {
-    return LastClip(SourceClips, track) >= 0;
+    return LastSourceClip(track) >= 0;
 }
 
 bool HasEffectClip(int32_t track)
 {
-    return LastClip(EffectClips, track) >= 0;
+    return LastEffectClip(track) >= 0;
 }
 
 // Where the position falls on a track: the item j before or in which it lies (or the
@@ -250,7 +265,7 @@ bool PasteBefore(int32_t track, int16_t seq, int32_t position)
 {
     return QmTrap::Value<bool>(Module, QStringLiteral("PasteBefore"), false, [&] {
         auto& tl = Tl();
-        const int last = LastClip(SourceClips, track);
+        const int last = LastSourceClip(track);
         if (last < 0)
             return true;
         const int first = last - SourceClips[last].Seq;
@@ -279,7 +294,7 @@ bool PasteEffectBefore(int32_t track, int16_t seq, int32_t position)
 {
     return QmTrap::Value<bool>(Module, QStringLiteral("PasteEffectBefore"), false, [&] {
         auto& tl = Tl();
-        const int last = LastClip(EffectClips, track);
+        const int last = LastEffectClip(track);
         if (last < 0 || !tl.IsVideoTrack(track))
             return true;
         const int first = last - EffectClips[last].Seq;
@@ -304,7 +319,7 @@ bool PasteTransitionBefore(int32_t track, int16_t seq, int32_t position)
 {
     return QmTrap::Value<bool>(Module, QStringLiteral("PasteTransitionBefore"), false, [&] {
         auto& tl = Tl();
-        const int last = LastClip(TransitionClips, track);
+        const int last = LastTransitionClip(track);
         if (last < 0 || !tl.IsVideoTrack(track))
             return true;
         const int first = last - TransitionClips[last].Seq;
