@@ -58,14 +58,15 @@ Case CaseOf(int32_t s, int32_t e, int32_t a, int32_t b)
     return b >= e ? Case::RightIn : Case::Inside;
 }
 
-// The guard of cut, copy and every overlay and effect action: the item meets the
-// selection.
+// The guard of cut, copy and every overlay and effect action, delete and crop
+// included: the item meets the selection.
 bool Meets(int32_t s, int32_t e, int32_t a, int32_t b)
 {
     return e > a && s < b;
 }
 
-// The guard of delete and crop, which lets an item wholly after the selection through.
+// The guard of a source's delete and crop, which lets a source wholly after the
+// selection through.
 bool MeetsForDelete(int32_t s, int32_t e, int32_t a, int32_t b)
 {
     return e > a && s != b;
@@ -390,7 +391,8 @@ bool CopyActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_
 
 bool DeleteActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
 {
-    if (!MeetsForDelete(s, e, a, b))
+    // Unlike a source's, an overlay's delete and crop keep the common guard.
+    if (!Meets(s, e, a, b))
         return true;
     const QString name = Tl().GetTransitionName(track, seq, 260).trimmed();
     const KeyColor key = KeyOf(track, seq);
@@ -403,7 +405,7 @@ bool DeleteActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int3
 
 bool CropActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
 {
-    if (!MeetsForDelete(s, e, a, b))
+    if (!Meets(s, e, a, b))
         return true;
     const Edges at = MediaEdges(s, e, ms, me, a, b);
     const bool ok = CropSourceOnTrack(track, seq, s, e, ms, me, a, b, at);

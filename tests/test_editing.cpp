@@ -407,6 +407,12 @@ void TestEditing::overlayKeepsItsTransitionsAndKeys()
     QCOMPARE(Transitions(OverlayTrack),
              QStringLiteral("1000-2000(10,200,30) 2000-3000(10,200,30) 4000-5000(10,200,30) 5000-6000(10,200,30) "
                             "6000-7000(10,200,30)"));
+    // A delete over a selection before an overlay leaves it, where a source after the
+    // selection would be reached.
+    const QString overlays = Sources(OverlayTrack);
+    Select(200, 500);
+    EditDelete();
+    QCOMPARE(Sources(OverlayTrack), overlays);
     // Deleting the whole selected overlays takes the transitions with them.
     for (int16_t seq = 0; seq < Tl().GetSourceCount(OverlayTrack); ++seq)
         Tl().SetSourceSelected(OverlayTrack, seq, true);

@@ -1,0 +1,2079 @@
+// The timeline's cut, copy, delete, crop and paste, run at random against a small
+// reference model of what each must do. Every step makes or changes a timeline through
+// the engine (sources with gaps, touching, stretched; effects; overlays with their key
+// transitions), sets selected flags, locks, links and sliders at random, runs one
+// command through the menus (or the routine itself where the menus do not offer it),
+// and compares the whole timeline and the three clipboard lists with the model's.
+//
+// The model keeps the four tracks exactly as the engine keeps them (plain lists in the
+// caller's order) and performs the routines step by step as Quillmont's edit module is
+// designed to, engine call for engine call.
+//
+// QM_EDIT_MODEL_SEED and QM_EDIT_MODEL_STEPS choose another run;
+// QM_EDIT_MODEL_KEEP_GOING=1 reports every step that differs instead of stopping at the
+// first one; QM_EDIT_MODEL_TRACE=1 prints how often each case of the routines came up.
+#include "QmTestSupport.h"
+
+#include "core/QmImageBox.h"
+#include "core/QmShared.h"
+#include "editing/moduleEdit.h"
+#include "engine/CreateObject.h"
+#include "engine/ITWCoreRoot.h"
+#include "engine/ITWKeyTransition.h"
+#include "engine/ITWMediaFiles.h"
+#include "engine/ITWTimeline.h"
+#include "engine/tarnwick/TarnwickTimeline.h"
+#include "media/moduleTarnwick.h"
+#include "shell/mdiTarnwick.h"
+#include "timeline/frmTimeline.h"
+#include "timeline/moduleScaleRenderer.h"
+#include "timeline/moduleTimeline.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QElapsedTimer>
+#include <QScrollBar>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <random>
+#include <set>
+#include <vector>
+
+using namespace QmShared;
+using moduleEdit::EffectClip;
+using moduleEdit::SourceClip;
+using moduleEdit::TransitionClip;
+
+namespace {
+
+// ------------------------------------------------------------------------------------
+// The state the commands read and write.
+
+struct Src
+{
+    int32_t stream = 0;
+    int32_t start = 0;
+    int32_t stop = 0;
+    int32_t mediaStart = 0;
+    int32_t mediaStop = 0;
+    int16_t mode = 0;
+    bool selected = false;
+};
+
+struct Fx
+{
+    QString name;
+    int32_t start = 0;
+    int32_t stop = 0;
+    bool selected = false;
+};
+
+struct Key
+{
+    QString name;
+    int32_t start = 0;
+    int32_t stop = 0;
+    bool selected = false;
+    int16_t red = 0;
+    int16_t green = 0;
+    int16_t blue = 0;
+    std::vector<std::pair<QString, int32_t>> params;
+};
+
+struct Lane
+{
+    int32_t handle = 0;
+    bool isVideo = false;
+    bool linked = false;
+    std::vector<Src> sources;
+    std::vector<Fx> effects;
+    std::vector<Key> transitions;
+};
+
+// The option boxes of the rows that the commands read.
+struct Boxes
+{
+    bool lockVideo = false;
+    bool lockAudio1 = false;
+    bool lockAudio2 = false;
+    bool lockOverlay = false;
+    bool lockEffect = false;
+    bool linkEffect = true;
+};
+
+struct Clipboard
+{
+    QList<SourceClip> sources;
+    QList<EffectClip> effects;
+    QList<TransitionClip> transitions;
+};
+
+enum class Command { Cut, Copy, Delete, Crop, CropSources, Paste };
+
+const char* MenuName(Command c)
+{
+    switch (c) {
+    case Command::Cut: return "mnuEditCut";
+    case Command::Copy: return "mnuEditCopy";
+    case Command::Delete: return "mnuEditClear";
+    case Command::Crop: return "mnuEditCrop";
+    case Command::CropSources: return "mnuEditCropSources";
+    case Command::Paste: return "mnuEditPaste";
+    }
+    return "";
+}
+
+// What a step hands to the command, read from the program just before it runs.
+struct Inputs
+{
+    Command command = Command::Cut;
+    bool startShown = false;
+    bool endShown = false;
+    int32_t a = 0;        // selection start, as the commands take it
+    int32_t b = 0;        // selection end
+    int32_t position = 0; // the position slider
+    Boxes boxes;
+    bool throughMenu = false; // the menu's handler runs, not the routine alone
+};
+
+// The model met something the design leaves to the error trap (a rate with a zero
+// length); such a step is not compared.
+struct Undefined
+{
+    QString why;
+};
+
+// How often each case of the routines came up in a run, to see that the random
+// timelines reach them.
+QMap<QString, int>& Hits()
+{
+    static QMap<QString, int> hits;
+    return hits;
+}
+
+void Hit(const QString& what)
+{
+    ++Hits()[what];
+}
+
+int32_t RoundEven(double x)
+{
+    if (x - std::floor(x) == 0.5)
+        Hit(QStringLiteral("rounding tie"));
+    return static_cast<int32_t>(std::nearbyint(x));
+}
+
+// ------------------------------------------------------------------------------------
+// The reference: the engine's list store, and the edit routines on top of it.
+
+class Reference
+{
+public:
+    Reference(std::array<Lane, 4> lanes, Clipboard clipboard, Inputs in, const QHash<int32_t, bool>& streamIsVideo)
+        : lanes(std::move(lanes))
+        , clip(std::move(clipboard))
+        , startShown(in.startShown)
+        , endShown(in.endShown)
+        , m_in(in)
+        , m_kinds(streamIsVideo)
+    {
+    }
+
+    std::array<Lane, 4> lanes; // Video, Audio 1, Audio 2, Overlay
+    Clipboard clip;
+    bool startShown; // the selection sliders after the command
+    bool endShown;
+
+    void Run()
+    {
+        // The handlers of cut, copy, delete and crop do nothing on an empty timeline.
+        if (m_in.throughMenu && m_in.command != Command::Paste && IsTimelineEmpty()) {
+            Hit(QStringLiteral("menu handler skips an empty timeline"));
+            return;
+        }
+        switch (m_in.command) {
+        case Command::Cut: Frame(moduleEdit::ModeCut); break;
+        case Command::Copy: Frame(moduleEdit::ModeCopy); break;
+        case Command::Delete: Frame(moduleEdit::ModeDelete); break;
+        case Command::Crop: m_cropSourcesOnly = false; Frame(moduleEdit::ModeCrop); break;
+        case Command::CropSources: m_cropSourcesOnly = true; Frame(moduleEdit::ModeCrop); break;
+        case Command::Paste: EditPaste(); break;
+        }
+    }
+
+private:
+    Inputs m_in;
+    QHash<int32_t, bool> m_kinds;
+    bool m_cropSourcesOnly = false;
+    // The walk's state.
+    int16_t m_walkSeq = 0;
+    int16_t m_clipSeq = 0;
+    int16_t m_transitionClipSeq = 0;
+    int32_t m_prevStart = 0;
+    int32_t m_prevStop = 0;
+
+    int32_t V() const { return lanes[0].handle; }
+    int32_t A1() const { return lanes[1].handle; }
+    int32_t A2() const { return lanes[2].handle; }
+    int32_t O() const { return lanes[3].handle; }
+    std::array<int32_t, 3> Collection() const { return {V(), A1(), A2()}; }
+
+    // ---- the engine, a plain list store
+
+    Lane& L(int32_t h)
+    {
+        for (Lane& lane : lanes)
+            if (lane.handle == h)
+                return lane;
+        throw Undefined{QStringLiteral("no track %1").arg(h)};
+    }
+    template <class I>
+    static bool Has(const std::vector<I>& v, int seq)
+    {
+        return seq >= 0 && static_cast<size_t>(seq) < v.size();
+    }
+    template <class I>
+    static bool InsertAt(std::vector<I>& v, int seq, I item)
+    {
+        if (seq < 0 || static_cast<size_t>(seq) > v.size())
+            return false;
+        v.insert(v.begin() + seq, std::move(item));
+        return true;
+    }
+    template <class I>
+    static bool RemoveAt(std::vector<I>& v, int seq)
+    {
+        if (!Has(v, seq))
+            return false;
+        v.erase(v.begin() + seq);
+        return true;
+    }
+    template <class I>
+    static bool ShiftFrom(std::vector<I>& v, int from, int32_t delta)
+    {
+        if (from < 0 || static_cast<size_t>(from) > v.size())
+            return false;
+        for (size_t i = static_cast<size_t>(from); i < v.size(); ++i) {
+            v[i].start += delta;
+            v[i].stop += delta;
+        }
+        return true;
+    }
+    template <class I>
+    static bool TimesOf(const std::vector<I>& v, int seq, int32_t& s, int32_t& e)
+    {
+        if (!Has(v, seq))
+            return false;
+        s = v[static_cast<size_t>(seq)].start;
+        e = v[static_cast<size_t>(seq)].stop;
+        return true;
+    }
+    template <class I>
+    static bool SetTimesOf(std::vector<I>& v, int seq, int32_t s, int32_t e)
+    {
+        if (!Has(v, seq))
+            return false;
+        v[static_cast<size_t>(seq)].start = s;
+        v[static_cast<size_t>(seq)].stop = e;
+        return true;
+    }
+
+    bool InsertSource(int32_t h, int32_t stream, int seq, int32_t start, int32_t stop)
+    {
+        Lane& lane = L(h);
+        if (!m_kinds.contains(stream) || m_kinds.value(stream) != lane.isVideo)
+            return false;
+        Src s;
+        s.stream = stream;
+        s.start = start;
+        s.stop = stop;
+        if (stop != 0)
+            s.mediaStop = std::max(0, stop - start);
+        return InsertAt(lane.sources, seq, s);
+    }
+    bool InsertEffect(int32_t h, const QString& name, int seq, int32_t start, int32_t stop)
+    {
+        Lane& lane = L(h);
+        if (!lane.isVideo)
+            return false;
+        return InsertAt(lane.effects, seq, Fx{name.left(Tarnwick::MaxEffectName), start, stop, false});
+    }
+    bool InsertTransition(int32_t h, const QString& name, int seq, int32_t start, int32_t stop)
+    {
+        Key k;
+        k.name = name;
+        k.start = start;
+        k.stop = stop;
+        return InsertAt(L(h).transitions, seq, k);
+    }
+    bool RemoveSource(int32_t h, int seq) { return RemoveAt(L(h).sources, seq); }
+    bool RemoveEffect(int32_t h, int seq) { return RemoveAt(L(h).effects, seq); }
+    bool RemoveTransition(int32_t h, int seq) { return RemoveAt(L(h).transitions, seq); }
+    bool IsVideoTrack(int32_t h) { return L(h).isVideo; }
+    bool GetSourceTimes(int32_t h, int seq, int32_t& s, int32_t& e) { return TimesOf(L(h).sources, seq, s, e); }
+    bool GetEffectTimes(int32_t h, int seq, int32_t& s, int32_t& e) { return TimesOf(L(h).effects, seq, s, e); }
+    bool GetTransitionTimes(int32_t h, int seq, int32_t& s, int32_t& e) { return TimesOf(L(h).transitions, seq, s, e); }
+    bool SetSourceTimes(int32_t h, int seq, int32_t s, int32_t e) { return SetTimesOf(L(h).sources, seq, s, e); }
+    bool SetEffectTimes(int32_t h, int seq, int32_t s, int32_t e) { return SetTimesOf(L(h).effects, seq, s, e); }
+    bool SetTransitionTimes(int32_t h, int seq, int32_t s, int32_t e) { return SetTimesOf(L(h).transitions, seq, s, e); }
+    bool GetSourceMediaTimes(int32_t h, int seq, int32_t& ms, int32_t& me)
+    {
+        Lane& lane = L(h);
+        if (!Has(lane.sources, seq))
+            return false;
+        ms = lane.sources[static_cast<size_t>(seq)].mediaStart;
+        me = lane.sources[static_cast<size_t>(seq)].mediaStop;
+        return true;
+    }
+    bool SetSourceMediaTimes(int32_t h, int seq, int32_t ms, int32_t me)
+    {
+        Lane& lane = L(h);
+        if (!Has(lane.sources, seq))
+            return false;
+        lane.sources[static_cast<size_t>(seq)].mediaStart = ms;
+        lane.sources[static_cast<size_t>(seq)].mediaStop = me;
+        return true;
+    }
+    int GetSourceCount(int32_t h) { return static_cast<int>(L(h).sources.size()); }
+    int GetEffectCount(int32_t h) { return static_cast<int>(L(h).effects.size()); }
+    int GetTransitionCount(int32_t h) { return static_cast<int>(L(h).transitions.size()); }
+    int32_t GetSourceStream(int32_t h, int seq)
+    {
+        Lane& lane = L(h);
+        return Has(lane.sources, seq) ? lane.sources[static_cast<size_t>(seq)].stream : 0;
+    }
+    QString GetEffectName(int32_t h, int seq, int size)
+    {
+        Lane& lane = L(h);
+        return Has(lane.effects, seq) ? lane.effects[static_cast<size_t>(seq)].name.left(size) : QString();
+    }
+    QString GetTransitionName(int32_t h, int seq, int size)
+    {
+        Lane& lane = L(h);
+        return Has(lane.transitions, seq) ? lane.transitions[static_cast<size_t>(seq)].name.left(size) : QString();
+    }
+    bool GetTrackLink(int32_t h) { return L(h).linked; }
+    bool IsSourceSelected(int32_t h, int seq)
+    {
+        Lane& lane = L(h);
+        return Has(lane.sources, seq) && lane.sources[static_cast<size_t>(seq)].selected;
+    }
+    bool IsEffectItemSelected(int32_t h, int seq)
+    {
+        Lane& lane = L(h);
+        return Has(lane.effects, seq) && lane.effects[static_cast<size_t>(seq)].selected;
+    }
+    bool ShiftSources(int32_t h, int from, int32_t delta) { return ShiftFrom(L(h).sources, from, delta); }
+    bool ShiftEffects(int32_t h, int from, int32_t delta) { return ShiftFrom(L(h).effects, from, delta); }
+    bool ShiftTransitions(int32_t h, int from, int32_t delta) { return ShiftFrom(L(h).transitions, from, delta); }
+    void SetSourceStretchMode(int32_t h, int seq, int16_t mode)
+    {
+        Lane& lane = L(h);
+        if (Has(lane.sources, seq))
+            lane.sources[static_cast<size_t>(seq)].mode = mode;
+    }
+    int16_t GetSourceStretchMode(int32_t h, int seq)
+    {
+        Lane& lane = L(h);
+        return Has(lane.sources, seq) ? lane.sources[static_cast<size_t>(seq)].mode : int16_t(0);
+    }
+    Key* KeyAt(int32_t h, int seq)
+    {
+        Lane& lane = L(h);
+        return Has(lane.transitions, seq) ? &lane.transitions[static_cast<size_t>(seq)] : nullptr;
+    }
+    bool SetKeyColor(int32_t h, int seq, int16_t r, int16_t g, int16_t b)
+    {
+        Key* k = KeyAt(h, seq);
+        if (!k)
+            return false;
+        k->red = r;
+        k->green = g;
+        k->blue = b;
+        return true;
+    }
+    int16_t GetKeyRed(int32_t h, int seq) { Key* k = KeyAt(h, seq); return k ? k->red : int16_t(0); }
+    int16_t GetKeyGreen(int32_t h, int seq) { Key* k = KeyAt(h, seq); return k ? k->green : int16_t(0); }
+    int16_t GetKeyBlue(int32_t h, int seq) { Key* k = KeyAt(h, seq); return k ? k->blue : int16_t(0); }
+    bool SetKeyParameter(int32_t h, int seq, const QString& name, int32_t value)
+    {
+        Key* k = KeyAt(h, seq);
+        if (!k || name.isEmpty())
+            return false;
+        for (auto& [key, current] : k->params) {
+            if (key.compare(name, Qt::CaseInsensitive) == 0) {
+                current = value;
+                return true;
+            }
+        }
+        k->params.emplace_back(name, value);
+        return true;
+    }
+    void ClearKeyParameters(int32_t h, int seq)
+    {
+        if (Key* k = KeyAt(h, seq)) {
+            k->params.clear();
+            k->red = k->green = k->blue = 0;
+        }
+    }
+    void ApplyTransitionKey(int32_t h, int seq, int16_t r, int16_t g, int16_t b)
+    {
+        ClearKeyParameters(h, seq);
+        SetKeyParameter(h, seq, QStringLiteral("KeyType"), 0);
+        SetKeyColor(h, seq, r, g, b);
+    }
+
+    // ---- the rows' option boxes
+
+    bool IsTrackLocked(int32_t h) const
+    {
+        if (h == V())
+            return m_in.boxes.lockVideo;
+        if (h == A1())
+            return m_in.boxes.lockAudio1;
+        if (h == A2())
+            return m_in.boxes.lockAudio2;
+        if (h == O())
+            return m_in.boxes.lockOverlay;
+        return false;
+    }
+    bool IsEffectLocked(int32_t h) const { return h == V() && m_in.boxes.lockEffect; }
+    bool IsEffectSelected(int32_t h) const { return h == V() && m_in.boxes.linkEffect; }
+    bool IsTimelineEmpty() const
+    {
+        return std::all_of(lanes.begin(), lanes.end(), [](const Lane& l) { return l.sources.empty(); });
+    }
+    bool IsAnySourceSelected(int32_t h)
+    {
+        if (IsTimelineEmpty())
+            return false;
+        const auto& v = L(h).sources;
+        return std::any_of(v.begin(), v.end(), [](const Src& s) { return s.selected; });
+    }
+    bool IsAnyEffectSelected(int32_t h)
+    {
+        if (h != V() || IsTimelineEmpty())
+            return false;
+        const auto& v = L(h).effects;
+        return std::any_of(v.begin(), v.end(), [](const Fx& f) { return f.selected; });
+    }
+
+    // ---- the clipboard
+
+    void AddSourceClip(int32_t track, int32_t stream, int32_t ms, int32_t me, int16_t seq, int32_t length, int16_t mode)
+    {
+        SourceClip c;
+        c.Track = track;
+        c.Stream = stream;
+        c.MediaStart = ms;
+        c.MediaStop = me;
+        c.Seq = seq;
+        c.Length = length;
+        c.StretchMode = mode;
+        clip.sources.append(c);
+    }
+    void AddEffectClip(int32_t track, const QString& name, int32_t length, int16_t seq)
+    {
+        EffectClip c;
+        c.Track = track;
+        c.Name = name;
+        c.Length = length;
+        c.Seq = seq;
+        clip.effects.append(c);
+    }
+    void AddTransitionClip(int32_t track, const QString& name, int32_t length, int16_t r, int16_t g, int16_t b,
+                           int16_t seq)
+    {
+        TransitionClip c;
+        c.Track = track;
+        c.Name = name;
+        c.Length = length;
+        c.KeyRed = r;
+        c.KeyGreen = g;
+        c.KeyBlue = b;
+        c.Seq = seq;
+        clip.transitions.append(c);
+    }
+    template <class C>
+    static int LastOf(const QList<C>& list, int32_t track)
+    {
+        for (int i = static_cast<int>(list.size()) - 1; i >= 0; --i)
+            if (list[i].Track == track)
+                return i;
+        return -1;
+    }
+
+    // ---- the rate of a source and the media times at the selection's edges
+
+    static double Rate(int32_t s, int32_t e, int32_t ms, int32_t me)
+    {
+        if (me - ms <= 0 || e - s == 0)
+            throw Undefined{QStringLiteral("rate of a source with timeline %1-%2, media %3-%4").arg(s).arg(e).arg(ms).arg(me)};
+        return static_cast<double>(e - s) / static_cast<double>(me - ms);
+    }
+
+    // ---- the command frame
+
+    void Frame(int16_t mode)
+    {
+        if (mode == moduleEdit::ModeCut || mode == moduleEdit::ModeCopy)
+            clip = Clipboard{};
+        bool result;
+        if (m_in.startShown && m_in.endShown) {
+            result = EditSelection(mode);
+        } else {
+            WholeSources(mode);
+            WholeEffects(mode);
+            result = WholeOverlay(mode);
+        }
+        if (result && mode != moduleEdit::ModeCopy)
+            EmptyEffectsOfBareTracks();
+    }
+
+    void EmptyEffectsOfBareTracks()
+    {
+        if (GetSourceCount(V()) == 0 && GetEffectCount(V()) != 0) {
+            Hit(QStringLiteral("effects emptied with the video track"));
+            while (RemoveEffect(V(), 0)) {
+            }
+        }
+    }
+
+    // ---- the whole-item forms
+    //
+    // The run counter rises with every record, in copy as well, so that a run's first
+    // record is always found from its last.
+
+    void WholeSources(int16_t mode)
+    {
+        for (int32_t h : Collection()) {
+            if (mode == moduleEdit::ModeCrop) {
+                if (!IsAnySourceSelected(h))
+                    continue;
+                for (int seq = 0; seq < GetSourceCount(h);) {
+                    if (IsSourceSelected(h, seq)) {
+                        ++seq;
+                        continue;
+                    }
+                    if (IsTrackLocked(h)) {
+                        Hit(QStringLiteral("whole-item crop stops at a locked track"));
+                        break;
+                    }
+                    RemoveSource(h, seq);
+                }
+                continue;
+            }
+            int16_t run = 0;
+            int count = GetSourceCount(h);
+            for (int seq = 0; seq <= count - 1; ++seq) {
+                if (!IsSourceSelected(h, seq))
+                    continue;
+                if (IsTrackLocked(h)) {
+                    Hit(QStringLiteral("whole-item walk stops at a locked track"));
+                    break;
+                }
+                Hit(QStringLiteral("whole-item source, mode %1").arg(mode));
+                if (mode != moduleEdit::ModeDelete) {
+                    int32_t ms = 0, me = 0, s = 0, e = 0;
+                    GetSourceMediaTimes(h, seq, ms, me);
+                    GetSourceTimes(h, seq, s, e);
+                    AddSourceClip(h, GetSourceStream(h, seq), ms, me, run, e - s, GetSourceStretchMode(h, seq));
+                }
+                if (mode != moduleEdit::ModeCopy) {
+                    RemoveSource(h, seq);
+                    --seq;
+                    --count;
+                }
+                ++run;
+            }
+        }
+    }
+
+    void WholeEffects(int16_t mode)
+    {
+        for (int32_t h : Collection()) {
+            if (mode == moduleEdit::ModeCrop) {
+                if (!IsAnyEffectSelected(h))
+                    continue;
+                for (int seq = 0; seq < GetEffectCount(h);) {
+                    if (IsEffectItemSelected(h, seq)) {
+                        ++seq;
+                        continue;
+                    }
+                    if (IsEffectLocked(h))
+                        break;
+                    RemoveEffect(h, seq);
+                }
+                continue;
+            }
+            int16_t run = 0;
+            int count = GetEffectCount(h);
+            for (int seq = 0; seq <= count - 1; ++seq) {
+                if (!IsEffectItemSelected(h, seq))
+                    continue;
+                if (IsEffectLocked(h))
+                    break;
+                if (mode != moduleEdit::ModeDelete) {
+                    int32_t s = 0, e = 0;
+                    GetEffectTimes(h, seq, s, e);
+                    AddEffectClip(h, GetEffectName(h, seq, 10), e - s, run);
+                }
+                if (mode != moduleEdit::ModeCopy) {
+                    RemoveEffect(h, seq);
+                    --seq;
+                    --count;
+                }
+                ++run;
+            }
+        }
+    }
+
+    bool WholeOverlay(int16_t mode)
+    {
+        const int32_t h = O();
+        if (mode == moduleEdit::ModeCrop) {
+            if (!IsAnySourceSelected(h))
+                return true;
+            for (int seq = 0; seq < GetSourceCount(h);) {
+                if (IsSourceSelected(h, seq)) {
+                    ++seq;
+                    continue;
+                }
+                if (IsTrackLocked(h))
+                    break;
+                RemoveSource(h, seq);
+                RemoveTransition(h, seq);
+            }
+            return true;
+        }
+        int16_t run = 0;
+        int count = GetSourceCount(h);
+        for (int seq = 0; seq <= count - 1; ++seq) {
+            if (!IsSourceSelected(h, seq))
+                continue;
+            if (IsTrackLocked(h))
+                break;
+            if (mode != moduleEdit::ModeDelete) {
+                int32_t ms = 0, me = 0, s = 0, e = 0;
+                GetSourceMediaTimes(h, seq, ms, me);
+                GetSourceTimes(h, seq, s, e);
+                const int32_t stream = GetSourceStream(h, seq);
+                const int16_t stretch = GetSourceStretchMode(h, seq);
+                const int16_t r = GetKeyRed(h, seq), g = GetKeyGreen(h, seq), b = GetKeyBlue(h, seq);
+                const QString name = GetTransitionName(h, seq, 20);
+                AddSourceClip(h, stream, ms, me, run, e - s, stretch);
+                AddTransitionClip(h, name, e - s, r, g, b, run);
+            }
+            if (mode != moduleEdit::ModeCopy) {
+                RemoveSource(h, seq);
+                RemoveTransition(h, seq);
+                --seq;
+                --count;
+            }
+            ++run;
+        }
+        return true;
+    }
+
+    // ---- the selection form
+
+    void DropOutsideSelection()
+    {
+        const int32_t a = m_in.a, b = m_in.b;
+        auto edgeInside = [&](int32_t s, int32_t e) { return (s < a && a < e) || (s < b && b < e); };
+        int index = 1;
+        for (int32_t h : Collection()) {
+            if (!IsTrackLocked(h) && GetTrackLink(h)) {
+                int32_t s = 0, e = 0;
+                for (int seq = 0; GetSourceTimes(h, seq, s, e);) {
+                    if (!edgeInside(s, e) && (s < a || e > b)) {
+                        Hit(QStringLiteral("crop drops a source outside"));
+                        RemoveSource(h, seq);
+                    }
+                    else
+                        ++seq;
+                }
+            }
+            if (index <= 1 && IsEffectSelected(h) && !IsEffectLocked(h)) {
+                int32_t s = 0, e = 0;
+                for (int seq = 0; GetEffectTimes(h, seq, s, e);) {
+                    if (!edgeInside(s, e) && (s <= a || e >= b)) {
+                        Hit(QStringLiteral("crop drops an effect outside"));
+                        if (s >= a && e <= b)
+                            Hit(QStringLiteral("crop drops an effect on the selection's edge"));
+                        RemoveEffect(h, seq);
+                    }
+                    else
+                        ++seq;
+                }
+            }
+            ++index;
+        }
+        const int32_t h = O();
+        if (!IsTrackLocked(h) && GetTrackLink(h)) {
+            int32_t s = 0, e = 0;
+            for (int seq = 0; GetSourceTimes(h, seq, s, e);) {
+                if (!edgeInside(s, e) && (s <= a || e >= b)) {
+                    Hit(QStringLiteral("crop drops an overlay outside"));
+                    if (s >= a && e <= b)
+                        Hit(QStringLiteral("crop drops an overlay on the selection's edge"));
+                    RemoveSource(h, seq);
+                    RemoveTransition(h, seq);
+                } else {
+                    ++seq;
+                }
+            }
+        }
+    }
+
+    bool EditSelection(int16_t mode)
+    {
+        if (mode == moduleEdit::ModeCrop && !m_cropSourcesOnly)
+            DropOutsideSelection();
+        const int32_t a = m_in.a, b = m_in.b;
+        bool result = true;
+        auto walkSources = [&](int32_t h, bool overlay) {
+            m_walkSeq = 0;
+            m_clipSeq = 0;
+            m_prevStart = m_prevStop = 0;
+            if (overlay)
+                m_transitionClipSeq = 0;
+            while (true) {
+                int32_t s = 0, e = 0, ms = 0, me = 0;
+                if (!GetSourceTimes(h, m_walkSeq, s, e))
+                    break;
+                GetSourceMediaTimes(h, m_walkSeq, ms, me);
+                if (GetTrackLink(h)) {
+                    if (IsTrackLocked(h))
+                        break;
+                    result = SourceAction(mode, overlay, h, m_walkSeq, s, e, ms, me, a, b);
+                    if (a > s && b < e)
+                        break;
+                }
+                ++m_walkSeq;
+            }
+        };
+        walkSources(V(), false);
+        walkSources(A1(), false);
+        walkSources(A2(), false);
+        {
+            const int32_t h = V();
+            m_walkSeq = 0;
+            m_clipSeq = 0;
+            m_prevStart = m_prevStop = 0;
+            while (true) {
+                int32_t s = 0, e = 0;
+                if (!GetEffectTimes(h, m_walkSeq, s, e))
+                    break;
+                if (IsEffectSelected(h)) {
+                    if (IsEffectLocked(h))
+                        break;
+                    result = EffectAction(mode, h, m_walkSeq, s, e, a, b);
+                    if (a > s && b < e)
+                        break;
+                }
+                ++m_walkSeq;
+            }
+        }
+        walkSources(O(), true);
+        startShown = endShown = false;
+        if (!result)
+            Hit(QStringLiteral("selection edit ends with a false flag"));
+        return result;
+    }
+
+    // ---- gap logging
+
+    enum class Kind { Source, Effect, Transition };
+
+    void RecordGap(Kind kind, int32_t h, int32_t gap, bool trailing)
+    {
+        switch (kind) {
+        case Kind::Source:
+            AddSourceClip(h, 0, 0, gap, m_clipSeq, -1, 0);
+            ++m_clipSeq;
+            break;
+        case Kind::Effect:
+            AddEffectClip(h, QStringLiteral("0"), gap, m_clipSeq);
+            ++m_clipSeq;
+            break;
+        case Kind::Transition:
+            AddTransitionClip(h, QStringLiteral("0"), gap, 0, 0, 0, m_transitionClipSeq);
+            if (trailing)
+                ++m_clipSeq;
+            else
+                ++m_transitionClipSeq;
+            break;
+        }
+    }
+
+    void LogGaps(Kind kind, int32_t h, int seq, int32_t s, int32_t e, int32_t a, int32_t b, bool before)
+    {
+        if (before) {
+            if (seq == 0)
+                return;
+            const int32_t p = m_prevStop;
+            if (p == s && a == p)
+                return;
+            int32_t gap = 0;
+            if (p < a && a < s) {
+                gap = s - a;
+            } else if (kind == Kind::Source) {
+                if (a > p)
+                    return;
+                if (p == s)
+                    return;
+                gap = s - p;
+            } else {
+                // Effects and transitions keep no stretch between two items that both
+                // lie in the selection.
+                if (a > p || a <= s)
+                    return;
+                if (p == s)
+                    return;
+                gap = s - p;
+            }
+            Hit(QStringLiteral("gap before, kind %1").arg(static_cast<int>(kind)));
+            RecordGap(kind, h, gap, false);
+            return;
+        }
+        // The transitions' gap logging looks at the transitions themselves, which after
+        // a paste need not lie where their sources do.
+        const int n = kind == Kind::Source ? GetSourceCount(h)
+                      : kind == Kind::Effect ? GetEffectCount(h)
+                                               : GetTransitionCount(h);
+        if (seq >= n - 1 && b > e) {
+            Hit(QStringLiteral("trailing gap, kind %1").arg(static_cast<int>(kind)));
+            RecordGap(kind, h, b - e, true);
+            return;
+        }
+        int32_t nextStart = 0, nextStop = 0;
+        const bool ok = kind == Kind::Source ? GetSourceTimes(h, seq + 1, nextStart, nextStop)
+                        : kind == Kind::Effect ? GetEffectTimes(h, seq + 1, nextStart, nextStop)
+                                                 : GetTransitionTimes(h, seq + 1, nextStart, nextStop);
+        if (kind == Kind::Transition && ok) {
+            int32_t sourceStart = 0, sourceStop = 0;
+            if (GetSourceTimes(h, seq + 1, sourceStart, sourceStop) && sourceStart != nextStart) {
+                Hit(QStringLiteral("transition after the piece is not where its source is"));
+                if ((e < b && b < nextStart) != (e < b && b < sourceStart))
+                    Hit(QStringLiteral("transition gap hangs on which item follows"));
+            }
+        }
+        if (ok && e < b && b < nextStart) {
+            Hit(QStringLiteral("gap after, kind %1").arg(static_cast<int>(kind)));
+            RecordGap(kind, h, b - e, false);
+        }
+    }
+
+    // ---- one source (or overlay) against the selection
+    //
+    // An action returns the flag of its own last engine call, true when it made none;
+    // the gap logging it calls leaves that flag alone. Only the source delete and crop
+    // let a source that starts after the selection pass (s != b); the overlay ones, like
+    // cut and copy, want the item to reach into the selection (s < b).
+
+    bool SourceAction(int16_t mode, bool overlay, int32_t h, int16_t& seq, int32_t s, int32_t e, int32_t ms,
+                      int32_t me, int32_t a, int32_t b)
+    {
+        const bool cut = mode == moduleEdit::ModeCut;
+        const bool copy = mode == moduleEdit::ModeCopy;
+        const bool del = mode == moduleEdit::ModeDelete;
+        const bool crop = mode == moduleEdit::ModeCrop;
+        const bool pass = (!overlay && (del || crop)) ? (e > a && s != b) : (e > a && s < b);
+        if (!pass)
+            return true;
+        if (s > b)
+            Hit(QStringLiteral("mode %1 acts on a source after the selection").arg(mode));
+        Hit(QStringLiteral("%1 action mode %2, case %3")
+                .arg(overlay ? QStringLiteral("overlay") : QStringLiteral("source"))
+                .arg(mode)
+                .arg(a <= s ? (b >= e ? 0 : 1) : (b >= e ? 2 : 3)));
+        bool flag = true;
+        QString name;
+        int16_t kr = 0, kg = 0, kb = 0;
+        if (overlay) {
+            name = GetTransitionName(h, seq, del ? 260 : 20);
+            kr = GetKeyRed(h, seq);
+            kg = GetKeyGreen(h, seq);
+            kb = GetKeyBlue(h, seq);
+        }
+        const bool records = cut || copy;
+        const bool changes = cut || del;
+        int32_t stream = 0;
+        int16_t stretch = 0;
+        if (records || changes) {
+            stream = GetSourceStream(h, seq);
+            stretch = GetSourceStretchMode(h, seq);
+        }
+        if (records) {
+            LogGaps(Kind::Source, h, seq, s, e, a, b, true);
+            if (overlay)
+                LogGaps(Kind::Transition, h, seq, s, e, a, b, true);
+            m_prevStart = s;
+            m_prevStop = e;
+        }
+        const double rate = Rate(s, e, ms, me);
+        const int32_t atB = RoundEven(static_cast<double>(me) - static_cast<double>(e - b) / rate);
+        const int32_t atA = RoundEven(static_cast<double>(a - s) / rate + static_cast<double>(ms));
+
+        if (crop) {
+            int32_t ns = s, ne = e, nms = ms, nme = me;
+            bool act = true;
+            if (a > s && b >= e) {
+                ns = a; ne = e; nms = atA; nme = me;
+            } else if (a > s && b < e) {
+                ns = a; ne = b; nms = atA; nme = atB;
+            } else if (a <= s && b < e) {
+                ns = s; ne = b; nms = ms; nme = atB;
+            } else {
+                act = false;
+            }
+            if (act) {
+                SetSourceTimes(h, seq, ns, ne);
+                flag = SetSourceMediaTimes(h, seq, nms, nme);
+                if (overlay)
+                    flag = SetTransitionTimes(h, seq, ns, ne);
+            }
+            return flag;
+        }
+
+        int32_t pieceStart = 0, pieceStop = 0, length = 0;
+        if (a <= s && b >= e) {
+            pieceStart = ms; pieceStop = me; length = e - s;
+            if (changes) {
+                flag = RemoveSource(h, seq);
+                if (overlay)
+                    flag = RemoveTransition(h, seq);
+                --seq;
+            }
+        } else if (a <= s && b < e) {
+            pieceStart = ms; pieceStop = atB; length = b - s;
+            if (changes) {
+                SetSourceTimes(h, seq, b, e);
+                flag = SetSourceMediaTimes(h, seq, atB, me);
+                if (overlay)
+                    flag = SetTransitionTimes(h, seq, b, e);
+            }
+        } else if (a > s && b >= e) {
+            pieceStart = atA; pieceStop = me; length = e - a;
+            if (changes) {
+                SetSourceTimes(h, seq, s, a);
+                flag = SetSourceMediaTimes(h, seq, ms, atA);
+                if (overlay)
+                    flag = SetTransitionTimes(h, seq, s, a);
+            }
+        } else {
+            pieceStart = atA; pieceStop = atB; length = b - a;
+            if (changes) {
+                InsertSource(h, stream, seq, b, 0);
+                SetSourceTimes(h, seq, b, e);
+                SetSourceMediaTimes(h, seq, atB, me);
+                SetSourceStretchMode(h, seq, stretch);
+                InsertSource(h, stream, seq, s, 0);
+                SetSourceTimes(h, seq, s, a);
+                SetSourceMediaTimes(h, seq, ms, atA);
+                SetSourceStretchMode(h, seq, stretch);
+                flag = RemoveSource(h, seq + 2);
+                if (overlay) {
+                    InsertTransition(h, name, seq, b, e);
+                    ApplyTransitionKey(h, seq, kr, kg, kb);
+                    InsertTransition(h, name, seq, s, a);
+                    ApplyTransitionKey(h, seq, kr, kg, kb);
+                    flag = RemoveTransition(h, seq + 2);
+                }
+            }
+        }
+        if (records) {
+            AddSourceClip(h, stream, pieceStart, pieceStop, m_clipSeq, length, stretch);
+            ++m_clipSeq;
+            if (overlay) {
+                AddTransitionClip(h, name, length, kr, kg, kb, m_transitionClipSeq);
+                ++m_transitionClipSeq;
+            }
+            LogGaps(Kind::Source, h, seq, s, e, a, b, false);
+            if (overlay)
+                LogGaps(Kind::Transition, h, seq, s, e, a, b, false);
+        }
+        return flag;
+    }
+
+    bool EffectAction(int16_t mode, int32_t h, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+    {
+        if (!(e > a && s < b))
+            return true;
+        Hit(QStringLiteral("effect action mode %1, case %2").arg(mode).arg(a <= s ? (b >= e ? 0 : 1) : (b >= e ? 2 : 3)));
+        const bool cut = mode == moduleEdit::ModeCut;
+        const bool copy = mode == moduleEdit::ModeCopy;
+        const bool del = mode == moduleEdit::ModeDelete;
+        const bool crop = mode == moduleEdit::ModeCrop;
+        bool flag = true;
+        if (crop) {
+            if (a <= s && b >= e)
+                return true;
+            if (a <= s && b < e)
+                return SetEffectTimes(h, seq, s, b);
+            if (a > s && b >= e)
+                return SetEffectTimes(h, seq, a, e);
+            return SetEffectTimes(h, seq, a, b);
+        }
+        const QString name = GetEffectName(h, seq, cut ? 10 : 260);
+        const bool records = cut || copy;
+        const bool changes = cut || del;
+        if (records) {
+            LogGaps(Kind::Effect, h, seq, s, e, a, b, true);
+            m_prevStart = s;
+            m_prevStop = e;
+        }
+        int32_t length = 0;
+        if (a <= s && b >= e) {
+            length = e - s;
+            if (changes) {
+                flag = RemoveEffect(h, seq);
+                --seq;
+            }
+        } else if (a <= s && b < e) {
+            length = b - s;
+            if (changes)
+                flag = SetEffectTimes(h, seq, b, e);
+        } else if (a > s && b >= e) {
+            length = e - a;
+            if (changes)
+                flag = SetEffectTimes(h, seq, s, a);
+        } else {
+            length = b - a;
+            if (changes) {
+                RemoveEffect(h, seq);
+                InsertEffect(h, name, seq, b, e);
+                flag = InsertEffect(h, name, seq, s, a);
+            }
+        }
+        if (records) {
+            AddEffectClip(h, name, length, m_clipSeq);
+            ++m_clipSeq;
+            LogGaps(Kind::Effect, h, seq, s, e, a, b, false);
+        }
+        return flag;
+    }
+
+    // ---- paste
+
+    void ClearMFSTSubSelections()
+    {
+        for (int32_t h : Collection()) {
+            for (Src& s : L(h).sources)
+                s.selected = false;
+            if (IsVideoTrack(h))
+                for (Fx& f : L(h).effects)
+                    f.selected = false;
+        }
+        for (Src& s : L(O()).sources)
+            s.selected = false;
+        for (Key& k : L(O()).transitions)
+            k.selected = false;
+    }
+
+    void EditPaste()
+    {
+        ClearMFSTSubSelections();
+        int32_t position = m_in.position;
+        bool shift = false;
+        if (m_in.startShown || m_in.endShown) {
+            EditSelection(moduleEdit::ModeDelete);
+            position = m_in.a;
+            shift = true;
+        }
+        EditPasteSource(position, shift);
+        EditPasteEffect(position, shift);
+        EditPasteOverlay(position, shift);
+    }
+
+    bool PasteBefore(int32_t h, int seq, int32_t position)
+    {
+        const int last = LastOf(clip.sources, h);
+        if (last < 0)
+            return true;
+        const int first = last - clip.sources[last].Seq;
+        if (first < 0)
+            throw Undefined{QStringLiteral("a source run that starts before the clipboard")};
+        int32_t pendingGap = 0;
+        for (int i = last; i >= first; --i) {
+            const SourceClip c = clip.sources[i];
+            if (c.Stream != 0) {
+                InsertSource(h, c.Stream, seq, position, 0);
+                SetSourceTimes(h, seq, position, position + c.Length);
+                SetSourceMediaTimes(h, seq, c.MediaStart, c.MediaStop);
+                SetSourceStretchMode(h, seq, c.StretchMode);
+                ShiftSources(h, seq + 1, c.Length + pendingGap);
+                pendingGap = 0;
+            } else {
+                if (GetSourceCount(h) == 0) {
+                    Hit(QStringLiteral("paste skips a gap on an empty track"));
+                    continue;
+                }
+                pendingGap = c.MediaStop;
+                Hit(QStringLiteral("paste keeps a gap, leading %1").arg(c.Seq == 0));
+                if (c.Seq == 0)
+                    ShiftSources(h, seq, pendingGap);
+            }
+        }
+        return true;
+    }
+
+    bool PasteEffectBefore(int32_t h, int seq, int32_t position)
+    {
+        const int last = LastOf(clip.effects, h);
+        if (last < 0 || !IsVideoTrack(h))
+            return true;
+        const int first = last - clip.effects[last].Seq;
+        if (first < 0)
+            throw Undefined{QStringLiteral("an effect run that starts before the clipboard")};
+        int32_t pendingGap = 0;
+        for (int i = last; i >= first; --i) {
+            const EffectClip c = clip.effects[i];
+            if (c.Name != u"0") {
+                InsertEffect(h, c.Name, seq, position, position + c.Length);
+                ShiftEffects(h, seq + 1, c.Length + pendingGap);
+                pendingGap = 0;
+            } else {
+                if (GetEffectCount(h) == 0)
+                    continue;
+                pendingGap = c.Length;
+                Hit(QStringLiteral("paste keeps an effect gap, leading %1").arg(c.Seq == 0));
+                if (c.Seq == 0)
+                    ShiftEffects(h, seq, pendingGap);
+            }
+        }
+        return true;
+    }
+
+    bool PasteTransitionBefore(int32_t h, int seq, int32_t position)
+    {
+        const int last = LastOf(clip.transitions, h);
+        if (last < 0 || !IsVideoTrack(h))
+            return true;
+        const int first = last - clip.transitions[last].Seq;
+        if (first < 0)
+            throw Undefined{QStringLiteral("a transition run that starts before the clipboard")};
+        int32_t pendingGap = 0;
+        for (int i = last; i >= first; --i) {
+            const TransitionClip c = clip.transitions[i];
+            if (c.Name != u"0") {
+                InsertTransition(h, c.Name, seq, position, position + c.Length);
+                ApplyTransitionKey(h, seq, c.KeyRed, c.KeyGreen, c.KeyBlue);
+                ShiftTransitions(h, seq + 1, c.Length + pendingGap);
+                pendingGap = 0;
+            } else {
+                if (GetTransitionCount(h) == 0)
+                    continue;
+                pendingGap = c.Length;
+                Hit(QStringLiteral("paste keeps a transition gap, leading %1").arg(c.Seq == 0));
+                if (c.Seq == 0)
+                    ShiftTransitions(h, seq, pendingGap);
+            }
+        }
+        return true;
+    }
+
+    bool ShiftSourcesFromPos(int32_t position, int32_t h)
+    {
+        const int n = GetSourceCount(h);
+        for (int i = 0; i <= n - 2; ++i) {
+            int32_t s = 0, e = 0, ns = 0, ne = 0;
+            GetSourceTimes(h, i, s, e);
+            if (e != position)
+                continue;
+            GetSourceTimes(h, i + 1, ns, ne);
+            if (ns != position)
+                Hit(QStringLiteral("paste closes a gap after a source"));
+            return ShiftSources(h, i + 1, -(ns - position));
+        }
+        return true;
+    }
+    bool ShiftEffectsFromPos(int32_t position, int32_t h)
+    {
+        const int n = GetEffectCount(h);
+        for (int i = 0; i <= n - 2; ++i) {
+            int32_t s = 0, e = 0, ns = 0, ne = 0;
+            GetEffectTimes(h, i, s, e);
+            if (e != position)
+                continue;
+            GetEffectTimes(h, i + 1, ns, ne);
+            if (ns != position)
+                Hit(QStringLiteral("paste closes a gap after an effect"));
+            return ShiftEffects(h, i + 1, -(ns - position));
+        }
+        return true;
+    }
+    bool ShiftTransitionsFromPos(int32_t position, int32_t h)
+    {
+        const int n = GetTransitionCount(h);
+        for (int i = 0; i <= n - 2; ++i) {
+            int32_t s = 0, e = 0, ns = 0, ne = 0;
+            GetTransitionTimes(h, i, s, e);
+            if (e != position)
+                continue;
+            GetTransitionTimes(h, i + 1, ns, ne);
+            if (ns != position)
+                Hit(QStringLiteral("paste closes a gap after a transition"));
+            return ShiftTransitions(h, i + 1, -(ns - position));
+        }
+        return true;
+    }
+
+    // Where the position falls among a track's sources (or effects): the item before
+    // which or in which it lies, or the last one. False when the track is locked.
+    template <class Times, class Count, class Locked, class Shift>
+    bool FindPlace(int32_t h, int32_t position, bool shift, int& j, int32_t& s, int32_t& e, Times times, Count count,
+                   Locked locked, Shift shiftFromPos)
+    {
+        j = 0;
+        while (true) {
+            if (locked(h))
+                return false;
+            if (shift)
+                shiftFromPos();
+            times(h, j, s, e);
+            const int n = count(h);
+            if (j < n - 1) {
+                int32_t ns = 0, ne = 0;
+                times(h, j + 1, ns, ne);
+                if (position >= ns) {
+                    ++j;
+                    continue;
+                }
+            }
+            return true;
+        }
+    }
+
+    void HitPlace(const QString& what, int32_t h, int j, int32_t s, int32_t e, int32_t position)
+    {
+        const bool clips = what == u"effect" ? LastOf(clip.effects, h) >= 0 : LastOf(clip.sources, h) >= 0;
+        QString place = position == s                 ? QStringLiteral("at a start")
+                        : position == e               ? QStringLiteral("at a stop")
+                        : (s < position && position < e) ? (clips ? QStringLiteral("inside, split") : QStringLiteral("inside, no records"))
+                        : (position < s && j == 0)    ? QStringLiteral("before the first")
+                                                      : QStringLiteral("after");
+        Hit(QStringLiteral("paste %1 %2").arg(what, place));
+    }
+
+    // The split of a paste: the media formulas divide the whole expression by the rate.
+    void SplitAt(int32_t h, int j, int32_t s, int32_t e, int32_t position)
+    {
+        const int32_t stream = GetSourceStream(h, j);
+        const int16_t stretch = GetSourceStretchMode(h, j);
+        int32_t ms = 0, me = 0;
+        GetSourceMediaTimes(h, j, ms, me);
+        const double rate = Rate(s, e, ms, me);
+        InsertSource(h, stream, j, position, 0);
+        SetSourceTimes(h, j, position, e);
+        SetSourceMediaTimes(h, j, RoundEven(static_cast<double>(me - (e - position)) / rate), me);
+        SetSourceStretchMode(h, j, stretch);
+        InsertSource(h, stream, j, s, 0);
+        SetSourceTimes(h, j, s, position);
+        SetSourceMediaTimes(h, j, ms, RoundEven(static_cast<double>((position - s) + ms) / rate));
+        SetSourceStretchMode(h, j, stretch);
+        RemoveSource(h, j + 2);
+    }
+
+    void EditPasteSource(int32_t position, bool shift)
+    {
+        for (int32_t h : Collection()) {
+            if (GetSourceCount(h) == 0) {
+                if (IsTrackLocked(h) && LastOf(clip.sources, h) >= 0)
+                    Hit(QStringLiteral("paste on a locked, empty track"));
+                PasteBefore(h, 0, position);
+                continue;
+            }
+            int j = 0;
+            int32_t s = 0, e = 0;
+            const bool found = FindPlace(
+                h, position, shift, j, s, e,
+                [&](int32_t t, int q, int32_t& x, int32_t& y) { return GetSourceTimes(t, q, x, y); },
+                [&](int32_t t) { return GetSourceCount(t); }, [&](int32_t t) { return IsTrackLocked(t); },
+                [&] { ShiftSourcesFromPos(position, h); });
+            if (!found)
+                continue;
+            HitPlace(QStringLiteral("source"), h, j, s, e, position);
+            if (position == s) {
+                PasteBefore(h, j, position);
+            } else if (position == e) {
+                PasteBefore(h, j + 1, position);
+            } else if (s < position && position < e) {
+                if (LastOf(clip.sources, h) < 0)
+                    continue;
+                SplitAt(h, j, s, e, position);
+                PasteBefore(h, j + 1, position);
+            } else if (position < s && j == 0) {
+                PasteBefore(h, j, position);
+            } else {
+                PasteBefore(h, j + 1, position);
+            }
+        }
+    }
+
+    void EditPasteEffect(int32_t position, bool shift)
+    {
+        for (int32_t h : Collection()) {
+            if (GetEffectCount(h) == 0) {
+                PasteEffectBefore(h, 0, position);
+                continue;
+            }
+            int j = 0;
+            int32_t s = 0, e = 0;
+            const bool found = FindPlace(
+                h, position, shift, j, s, e,
+                [&](int32_t t, int q, int32_t& x, int32_t& y) { return GetEffectTimes(t, q, x, y); },
+                [&](int32_t t) { return GetEffectCount(t); }, [&](int32_t t) { return IsEffectLocked(t); },
+                [&] { ShiftEffectsFromPos(position, h); });
+            if (!found)
+                continue;
+            HitPlace(QStringLiteral("effect"), h, j, s, e, position);
+            if (position == s) {
+                PasteEffectBefore(h, j, position);
+            } else if (position == e) {
+                PasteEffectBefore(h, j + 1, position);
+            } else if (s < position && position < e) {
+                if (LastOf(clip.effects, h) < 0)
+                    continue;
+                const QString name = GetEffectName(h, j, 260);
+                RemoveEffect(h, j);
+                InsertEffect(h, name, j, position, e);
+                InsertEffect(h, name, j, s, position);
+                PasteEffectBefore(h, j + 1, position);
+            } else if (position < s && j == 0) {
+                PasteEffectBefore(h, j, position);
+            } else {
+                PasteEffectBefore(h, j + 1, position);
+            }
+        }
+    }
+
+    void EditPasteOverlay(int32_t position, bool shift)
+    {
+        const int32_t h = O();
+        auto pair = [&](int seq) {
+            PasteBefore(h, seq, position);
+            PasteTransitionBefore(h, seq, position);
+        };
+        if (GetSourceCount(h) == 0) {
+            pair(0);
+            return;
+        }
+        int j = 0;
+        int32_t s = 0, e = 0;
+        const bool found = FindPlace(
+            h, position, shift, j, s, e,
+            [&](int32_t t, int q, int32_t& x, int32_t& y) { return GetSourceTimes(t, q, x, y); },
+            [&](int32_t t) { return GetSourceCount(t); }, [&](int32_t t) { return IsTrackLocked(t); },
+            [&] {
+                ShiftSourcesFromPos(position, h);
+                ShiftTransitionsFromPos(position, h);
+            });
+        if (!found)
+            return;
+        HitPlace(QStringLiteral("overlay"), h, j, s, e, position);
+        if (position == s) {
+            pair(j);
+        } else if (position == e) {
+            pair(j + 1);
+        } else if (s < position && position < e) {
+            if (LastOf(clip.sources, h) < 0)
+                return;
+            const QString name = GetTransitionName(h, j, 20);
+            const int16_t r = GetKeyRed(h, j), g = GetKeyGreen(h, j), b = GetKeyBlue(h, j);
+            SplitAt(h, j, s, e, position);
+            RemoveTransition(h, j);
+            InsertTransition(h, name, j, position, e);
+            ApplyTransitionKey(h, j, r, g, b);
+            InsertTransition(h, name, j, s, position);
+            ApplyTransitionKey(h, j, r, g, b);
+            pair(j + 1);
+        } else if (position < s && j == 0) {
+            pair(j);
+        } else {
+            pair(j + 1);
+        }
+    }
+};
+
+// ------------------------------------------------------------------------------------
+// Reading and describing states.
+
+const char* const kLaneNames[4] = {"V", "A1", "A2", "O"};
+
+QStringList Lines(const std::array<Lane, 4>& lanes)
+{
+    QStringList lines;
+    for (int i = 0; i < 4; ++i) {
+        const Lane& lane = lanes[static_cast<size_t>(i)];
+        const QString tag = QString::fromLatin1(kLaneNames[i]);
+        for (size_t q = 0; q < lane.sources.size(); ++q) {
+            const Src& s = lane.sources[q];
+            lines << QStringLiteral("%1 source %2: %3-%4 media %5-%6 stream %7 mode %8%9")
+                         .arg(tag)
+                         .arg(q)
+                         .arg(s.start)
+                         .arg(s.stop)
+                         .arg(s.mediaStart)
+                         .arg(s.mediaStop)
+                         .arg(s.stream)
+                         .arg(s.mode)
+                         .arg(s.selected ? QStringLiteral(" selected") : QString());
+        }
+        for (size_t q = 0; q < lane.effects.size(); ++q) {
+            const Fx& f = lane.effects[q];
+            lines << QStringLiteral("%1 effect %2: %3 %4-%5%6")
+                         .arg(tag)
+                         .arg(q)
+                         .arg(f.name)
+                         .arg(f.start)
+                         .arg(f.stop)
+                         .arg(f.selected ? QStringLiteral(" selected") : QString());
+        }
+        for (size_t q = 0; q < lane.transitions.size(); ++q) {
+            const Key& k = lane.transitions[q];
+            QString params;
+            for (const auto& [name, value] : k.params)
+                params += QStringLiteral(" %1=%2").arg(name).arg(value);
+            lines << QStringLiteral("%1 transition %2: %3 %4-%5 key %6,%7,%8%9%10")
+                         .arg(tag)
+                         .arg(q)
+                         .arg(k.name)
+                         .arg(k.start)
+                         .arg(k.stop)
+                         .arg(k.red)
+                         .arg(k.green)
+                         .arg(k.blue)
+                         .arg(params)
+                         .arg(k.selected ? QStringLiteral(" selected") : QString());
+        }
+    }
+    return lines;
+}
+
+QString TrackName(int32_t track, const std::array<Lane, 4>& lanes)
+{
+    for (int i = 0; i < 4; ++i)
+        if (lanes[static_cast<size_t>(i)].handle == track)
+            return QString::fromLatin1(kLaneNames[i]);
+    return QString::number(track);
+}
+
+QStringList Lines(const Clipboard& c, const std::array<Lane, 4>& lanes)
+{
+    QStringList lines;
+    for (int i = 0; i < c.sources.size(); ++i) {
+        const SourceClip& s = c.sources[i];
+        lines << QStringLiteral("source clip %1: track %2 stream %3 media %4-%5 seq %6 length %7 mode %8")
+                     .arg(i)
+                     .arg(TrackName(s.Track, lanes))
+                     .arg(s.Stream)
+                     .arg(s.MediaStart)
+                     .arg(s.MediaStop)
+                     .arg(s.Seq)
+                     .arg(s.Length)
+                     .arg(s.StretchMode);
+    }
+    for (int i = 0; i < c.effects.size(); ++i) {
+        const EffectClip& e = c.effects[i];
+        lines << QStringLiteral("effect clip %1: track %2 \"%3\" length %4 seq %5")
+                     .arg(i)
+                     .arg(TrackName(e.Track, lanes), e.Name)
+                     .arg(e.Length)
+                     .arg(e.Seq);
+    }
+    for (int i = 0; i < c.transitions.size(); ++i) {
+        const TransitionClip& t = c.transitions[i];
+        lines << QStringLiteral("transition clip %1: track %2 \"%3\" length %4 key %5,%6,%7 seq %8")
+                     .arg(i)
+                     .arg(TrackName(t.Track, lanes), t.Name)
+                     .arg(t.Length)
+                     .arg(t.KeyRed)
+                     .arg(t.KeyGreen)
+                     .arg(t.KeyBlue)
+                     .arg(t.Seq);
+    }
+    return lines;
+}
+
+// The first line where two descriptions part, or "" when they agree.
+QString FirstDifference(const QStringList& program, const QStringList& model)
+{
+    const qsizetype n = std::max(program.size(), model.size());
+    for (qsizetype i = 0; i < n; ++i) {
+        const QString p = i < program.size() ? program[i] : QStringLiteral("(nothing)");
+        const QString m = i < model.size() ? model[i] : QStringLiteral("(nothing)");
+        if (p != m)
+            return QStringLiteral("program: %1\n    model:   %2").arg(p, m);
+    }
+    return QString();
+}
+
+QString Indented(const QStringList& lines)
+{
+    if (lines.isEmpty())
+        return QStringLiteral("    (empty)\n");
+    QString text;
+    for (const QString& line : lines)
+        text += QStringLiteral("    ") + line + u'\n';
+    return text;
+}
+
+mdiTarnwick* Main()
+{
+    return mdiTarnwick::instance();
+}
+
+frmTimeline* Form()
+{
+    return frmTimeline::instance();
+}
+
+ITWTimeline& Tl()
+{
+    return Eng<ITWTimeline>();
+}
+
+const Tarnwick::TimelineModel& EngineModel()
+{
+    return dynamic_cast<TarnwickTimeline&>(*Engine).Model();
+}
+
+std::array<int32_t, 4> Handles()
+{
+    return {TrackCollection.Item(1), TrackCollection.Item(2), TrackCollection.Item(3), OverlayTrack};
+}
+
+std::array<Lane, 4> ReadLanes()
+{
+    std::array<Lane, 4> lanes;
+    const auto handles = Handles();
+    for (size_t i = 0; i < 4; ++i) {
+        const Tarnwick::Track& t = EngineModel().At(handles[i]);
+        Lane& lane = lanes[i];
+        lane.handle = t.handle;
+        lane.isVideo = t.isVideo;
+        lane.linked = t.linked;
+        for (const auto& s : t.sources)
+            lane.sources.push_back(Src{s.stream, s.start, s.stop, s.mediaStart, s.mediaStop, s.stretchMode, s.selected});
+        for (const auto& f : t.effects)
+            lane.effects.push_back(Fx{f.name, f.start, f.stop, f.selected});
+        for (const auto& k : t.transitions) {
+            Key key;
+            key.name = k.name;
+            key.start = k.start;
+            key.stop = k.stop;
+            key.selected = k.selected;
+            key.red = k.keyRed;
+            key.green = k.keyGreen;
+            key.blue = k.keyBlue;
+            key.params = k.parameters;
+            lane.transitions.push_back(key);
+        }
+    }
+    return lanes;
+}
+
+Clipboard ReadClipboard()
+{
+    return Clipboard{moduleEdit::SourceClips, moduleEdit::EffectClips, moduleEdit::TransitionClips};
+}
+
+int EnvInt(const char* name, int fallback)
+{
+    bool ok = false;
+    const int value = qEnvironmentVariableIntValue(name, &ok);
+    return ok ? value : fallback;
+}
+
+} // namespace
+
+// ------------------------------------------------------------------------------------
+
+class TestEditingModel : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void randomEditsFollowTheModel();
+
+private:
+    std::mt19937 m_rng;
+    QList<int32_t> m_videoStreams;
+    QList<int32_t> m_audioStreams;
+    QHash<int32_t, bool> m_streamIsVideo;
+
+    int Pick(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(m_rng); }
+    bool Chance(double p) { return std::uniform_real_distribution<double>(0.0, 1.0)(m_rng) < p; }
+    template <class T>
+    T OneOf(const QList<T>& list) { return list[Pick(0, static_cast<int>(list.size()) - 1)]; }
+
+    int32_t OpenStream(const char* fixture, int16_t index);
+    void ClearTimeline();
+    std::vector<std::pair<int32_t, int32_t>> Run(int count, int32_t from);
+    void AddSource(int32_t track, int32_t start, int32_t stop);
+    void AddOverlay(int32_t start, int32_t stop);
+    void Build();
+    bool Sane();
+    void Mutate();
+    void SetBox(QCheckBox* box, bool on);
+    int32_t Interesting();
+    bool InsideAnItem(int32_t& a, int32_t& b);
+    Command PickCommand();
+    void SetSliders(bool& startShown, bool& endShown);
+};
+
+int32_t TestEditingModel::OpenStream(const char* fixture, int16_t index)
+{
+    const int32_t file = Eng<ITWCoreRoot>().OpenFile(QmTest::Fixture(QString::fromLatin1(fixture)));
+    const int32_t stream = file ? Eng<ITWMediaFiles>().OpenStream(file, index) : 0;
+    if (stream)
+        m_streamIsVideo.insert(stream, Eng<ITWMediaFiles>().IsVideoStream(stream));
+    return stream;
+}
+
+void TestEditingModel::initTestCase()
+{
+    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
+    QVERIFY(moduleTarnwick::Init());
+    Main()->Load();
+    Main()->show();
+    for (const char* name : {"video.avi", "redgreen.avi", "blue.avi", "greenkey.avi"})
+        m_videoStreams << OpenStream(name, 0);
+    m_audioStreams << OpenStream("audio.wav", 0) << OpenStream("video.avi", 1);
+    for (int32_t s : m_videoStreams)
+        QVERIFY(s != 0 && m_streamIsVideo.value(s));
+    for (int32_t s : m_audioStreams)
+        QVERIFY(s != 0 && !m_streamIsVideo.value(s));
+    QCOMPARE(TrackCollection.Count(), 3);
+    QVERIFY(OverlayTrack != 0);
+}
+
+void TestEditingModel::ClearTimeline()
+{
+    auto& tl = Tl();
+    for (int32_t h : Handles()) {
+        while (tl.RemoveTransition(h, 0)) {
+        }
+        while (tl.RemoveEffect(h, 0)) {
+        }
+        while (tl.RemoveSource(h, 0)) {
+        }
+    }
+}
+
+// Ranges on a 100 ms grid, in order: touching, or apart by a gap.
+std::vector<std::pair<int32_t, int32_t>> TestEditingModel::Run(int count, int32_t from)
+{
+    std::vector<std::pair<int32_t, int32_t>> ranges;
+    int32_t t = from;
+    for (int i = 0; i < count; ++i) {
+        if (i > 0)
+            t += Chance(0.4) ? 0 : Pick(1, 6) * 100;
+        const int32_t length = Pick(1, 10) * 100;
+        ranges.emplace_back(t, t + length);
+        t += length;
+    }
+    return ranges;
+}
+
+void TestEditingModel::AddSource(int32_t track, int32_t start, int32_t stop)
+{
+    auto& tl = Tl();
+    const bool video = tl.IsVideoTrack(track);
+    const int32_t stream = OneOf(video ? m_videoStreams : m_audioStreams);
+    const int32_t length = stop - start;
+    int32_t mediaStart = Chance(0.7) ? Pick(0, 20) * 100 : Pick(0, 2000);
+    int32_t mediaLength = length;
+    const int kind = Pick(0, 19);
+    if (kind >= 11 && kind <= 16) {
+        static const double factors[] = {2.0, 0.5, 1.5, 3.0, 0.25, 2.0 / 3.0};
+        mediaLength = std::max(1, static_cast<int32_t>(std::lround(length * factors[Pick(0, 5)])));
+    } else if (kind == 17 && length % 400 == 0) {
+        // Rates of 8 and 40 put media times on halves of a millisecond: the rounding
+        // to even decides.
+        mediaLength = length % 800 == 0 && Chance(0.5) ? length / 8 : length / 40;
+    } else if (kind > 16) {
+        mediaLength = Pick(1, 60) * 50 + (Chance(0.5) ? Pick(0, 49) : 0);
+    }
+    const int16_t seq = tl.GetSourceCount(track);
+    QVERIFY(tl.InsertSource(track, stream, seq, start, 0));
+    QVERIFY(tl.SetSourceTimes(track, seq, start, stop));
+    QVERIFY(tl.SetSourceMediaTimes(track, seq, mediaStart, mediaStart + mediaLength));
+    tl.SetSourceStretchMode(track, seq, static_cast<int16_t>(Pick(0, 3)));
+    tl.SetSourceSelected(track, seq, Chance(0.4));
+}
+
+void TestEditingModel::AddOverlay(int32_t start, int32_t stop)
+{
+    auto& tl = Tl();
+    auto& key = Eng<ITWKeyTransition>();
+    AddSource(OverlayTrack, start, stop);
+    const int16_t seq = static_cast<int16_t>(tl.GetSourceCount(OverlayTrack) - 1);
+    // The key transitions are named "DxtKey"; now and then a longer name shows which
+    // name buffer each routine reads through.
+    const QString name = Chance(0.85) ? QStringLiteral("DxtKey") : QStringLiteral("DxtKeyWithALongerNameThan20");
+    // A paste of overlays cut with gaps between them puts the transitions closer
+    // together than their sources; such a transition starts a little early here.
+    const int32_t skew = Chance(0.1) ? Pick(1, 3) * 100 : 0;
+    QVERIFY(tl.InsertTransition(OverlayTrack, name, seq, std::max(0, start - skew), stop - skew, 0));
+    key.ClearKeyParameters(OverlayTrack, seq);
+    key.SetKeyParameter(OverlayTrack, seq, QStringLiteral("KeyType"), 0);
+    key.SetKeyColor(OverlayTrack, seq, static_cast<int16_t>(Pick(0, 255)), static_cast<int16_t>(Pick(0, 255)),
+                    static_cast<int16_t>(Pick(0, 255)));
+    tl.SetTransitionSelected(OverlayTrack, seq, tl.IsSourceSelected(OverlayTrack, seq));
+}
+
+void TestEditingModel::Build()
+{
+    ClearTimeline();
+    auto& tl = Tl();
+    if (Chance(0.03)) {
+        // No sources at all; effects may still lie on the lane.
+        if (Chance(0.5))
+            QVERIFY(tl.InsertEffect(TrackCollection.Item(1), QStringLiteral("Blur"), 0, 200, 900, 0));
+        return;
+    }
+    static const int weights[] = {0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 6};
+    for (int item = 1; item <= 3; ++item) {
+        const int32_t track = TrackCollection.Item(item);
+        for (const auto& [s, e] : Run(weights[Pick(0, 10)], Pick(0, 6) * 100))
+            AddSource(track, s, e);
+    }
+    for (const auto& [s, e] : Run(weights[Pick(0, 8)], Pick(0, 10) * 100))
+        AddOverlay(s, e);
+    const int32_t video = TrackCollection.Item(1);
+    static const QStringList names = {QStringLiteral("Fade"),   QStringLiteral("Pixelate"), QStringLiteral("Blur"),
+                                      QStringLiteral("Wave"),   QStringLiteral("Emboss"),   QStringLiteral("Engrave"),
+                                      QStringLiteral("EmbossAndEngrave")};
+    int16_t seq = 0;
+    for (const auto& [s, e] : Run(weights[Pick(0, 8)], Pick(0, 8) * 100)) {
+        QVERIFY(tl.InsertEffect(video, OneOf(names), seq, s, e, 0));
+        tl.SetEffectSelected(video, seq, Chance(0.4));
+        ++seq;
+    }
+}
+
+// Whether the timeline is one the commands are defined on: no track too long, and
+// every source with a positive length on the timeline and in its media.
+bool TestEditingModel::Sane()
+{
+    for (int32_t h : Handles()) {
+        const Tarnwick::Track& t = EngineModel().At(h);
+        if (t.sources.size() > 9 || t.effects.size() > 9 || t.transitions.size() > 9)
+            return false;
+        for (const auto& s : t.sources)
+            if (s.stop <= s.start || s.mediaStop <= s.mediaStart || s.start < 0)
+                return false;
+    }
+    return true;
+}
+
+// Keeps what the last command left, with fresh selected flags and now and then one
+// more item at a track's end.
+void TestEditingModel::Mutate()
+{
+    auto& tl = Tl();
+    for (int32_t h : Handles()) {
+        for (int16_t q = 0; q < tl.GetSourceCount(h); ++q)
+            tl.SetSourceSelected(h, q, Chance(0.4));
+        for (int16_t q = 0; q < tl.GetEffectCount(h); ++q)
+            tl.SetEffectSelected(h, q, Chance(0.4));
+        for (int16_t q = 0; q < tl.GetTransitionCount(h); ++q)
+            tl.SetTransitionSelected(h, q, tl.IsSourceSelected(h, q));
+    }
+    if (Chance(0.3)) {
+        const int item = Pick(1, 4);
+        const int32_t track = item == 4 ? OverlayTrack : TrackCollection.Item(item);
+        const int32_t end = tl.GetTrackDuration(track);
+        const int32_t start = end + (Chance(0.5) ? 0 : Pick(1, 5) * 100);
+        const int32_t stop = start + Pick(1, 8) * 100;
+        if (track == OverlayTrack && tl.GetTransitionCount(track) == tl.GetSourceCount(track))
+            AddOverlay(start, stop);
+        else if (track != OverlayTrack)
+            AddSource(track, start, stop);
+    }
+}
+
+void TestEditingModel::SetBox(QCheckBox* box, bool on)
+{
+    if (box->isChecked() != on)
+        box->setChecked(on);
+}
+
+// A time where something happens: an item's edge, or a nearby point of the grid.
+int32_t TestEditingModel::Interesting()
+{
+    std::set<int32_t> points = {0};
+    for (const Lane& lane : ReadLanes()) {
+        for (const Src& s : lane.sources)
+            points.insert({s.start, s.stop});
+        for (const Fx& f : lane.effects)
+            points.insert({f.start, f.stop});
+    }
+    std::vector<int32_t> list(points.begin(), points.end());
+    if (Chance(0.25))
+        return Pick(0, 70) * 100;
+    int32_t t = list[static_cast<size_t>(Pick(0, static_cast<int>(list.size()) - 1))];
+    if (Chance(0.2))
+        t += Chance(0.5) ? 100 : -100;
+    return std::clamp(t, 0, 9000);
+}
+
+// Two points of the grid strictly inside one item (a source, effect or overlay at
+// least 300 ms long), with a < b; false when there is none.
+bool TestEditingModel::InsideAnItem(int32_t& a, int32_t& b)
+{
+    std::vector<std::pair<int32_t, int32_t>> items;
+    for (const Lane& lane : ReadLanes()) {
+        for (const Src& s : lane.sources)
+            items.emplace_back(s.start, s.stop);
+        for (const Fx& f : lane.effects)
+            items.emplace_back(f.start, f.stop);
+    }
+    items.erase(std::remove_if(items.begin(), items.end(),
+                               [](const auto& r) { return r.second - r.first < 300 || r.first % 100 != 0; }),
+                items.end());
+    if (items.empty())
+        return false;
+    const auto [s, e] = items[static_cast<size_t>(Pick(0, static_cast<int>(items.size()) - 1))];
+    const int steps = (e - s) / 100 - 1; // grid points strictly inside
+    a = s + Pick(1, steps - 1) * 100;
+    b = a + Pick(1, std::max(1, (e - a) / 100 - 1)) * 100;
+    if (b >= e)
+        b = a;
+    return a < b;
+}
+
+Command TestEditingModel::PickCommand()
+{
+    const int r = Pick(0, 99);
+    if (r < 20)
+        return Command::Cut;
+    if (r < 33)
+        return Command::Copy;
+    if (r < 46)
+        return Command::Delete;
+    if (r < 56)
+        return Command::Crop;
+    if (r < 64)
+        return Command::CropSources;
+    return Command::Paste;
+}
+
+// Places the selection sliders on two interesting times (start before end) and shows
+// both, one or none; the position slider goes to another one. The edges are set 50 ms
+// (half a slider) before the time, so that the edges the commands take land on it.
+void TestEditingModel::SetSliders(bool& startShown, bool& endShown)
+{
+    using namespace moduleTimeline;
+    // Now and then the view is scrolled: the edges count from the timeline's start.
+    Form()->hsb->setValue(Chance(0.7) ? 0 : Pick(0, 30));
+    ShowStartSelSlider(false);
+    ShowEndSelSlider(false);
+    int32_t a = Interesting();
+    int32_t b = Interesting();
+    if (a > b)
+        std::swap(a, b);
+    if (a == b && Chance(0.8))
+        b = a + Pick(1, 10) * 100;
+    if (Chance(0.2)) {
+        int32_t ia = 0, ib = 0;
+        if (InsideAnItem(ia, ib)) {
+            a = ia;
+            b = ib;
+        }
+    }
+    SetSelSliderPosition(a - 50, true);
+    SetSelSliderPosition(b - 50, false);
+    const int r = Pick(0, 99);
+    startShown = r < 50 || (r >= 80 && r < 90);
+    endShown = r < 50 || r >= 90;
+    if (startShown)
+        ShowStartSelSlider(true);
+    if (endShown)
+        ShowEndSelSlider(true);
+    int32_t position = Interesting();
+    if (Chance(0.15)) {
+        int32_t ia = 0, ib = 0;
+        if (InsideAnItem(ia, ib))
+            position = ia;
+    }
+    SetSliderPosition(position, false);
+}
+
+void TestEditingModel::randomEditsFollowTheModel()
+{
+    const int seed = EnvInt("QM_EDIT_MODEL_SEED", 20240611);
+    const int steps = EnvInt("QM_EDIT_MODEL_STEPS", 6000);
+    const bool keepGoing = EnvInt("QM_EDIT_MODEL_KEEP_GOING", 0) != 0;
+    const bool trace = EnvInt("QM_EDIT_MODEL_TRACE", 0) != 0;
+    m_rng.seed(static_cast<unsigned>(seed));
+
+    frmTimeline* f = Form();
+    auto& tl = Tl();
+    moduleEdit::ClearSourceClips();
+    moduleEdit::ClearEffectClips();
+    moduleEdit::ClearTransitionClips();
+    Build();
+
+    QElapsedTimer clock;
+    clock.start();
+    int mismatches = 0, undefined = 0, viaMenu = 0;
+    QMap<QString, int> counts;
+    for (int step = 0; step < steps; ++step) {
+        if (Chance(0.45) || !Sane())
+            Build();
+        else
+            Mutate();
+        if (!Sane())
+            Build();
+
+        // Every track disabled: the edits do not ask, and the preview that each command
+        // refreshes then has no media to decode, which keeps a step short.
+        for (QCheckBox* box : f->chkDisableVideo + f->chkDisableAudio + f->chkDisableOverlay + f->chkDisableEffect)
+            SetBox(box, true);
+
+        // Locks and links.
+        Boxes boxes;
+        boxes.lockVideo = Chance(0.15);
+        boxes.lockAudio1 = Chance(0.15);
+        boxes.lockAudio2 = Chance(0.15);
+        boxes.lockOverlay = Chance(0.15);
+        boxes.lockEffect = Chance(0.15);
+        boxes.linkEffect = Chance(0.8);
+        SetBox(f->chkLockVideo[0], boxes.lockVideo);
+        SetBox(f->chkLockAudio[0], boxes.lockAudio1);
+        SetBox(f->chkLockAudio[1], boxes.lockAudio2);
+        SetBox(f->chkLockOverlay[0], boxes.lockOverlay);
+        SetBox(f->chkLockEffect[0], boxes.lockEffect);
+        SetBox(f->chkLinkEffect[0], boxes.linkEffect);
+        for (int32_t h : Handles())
+            tl.SetTrackLink(h, Chance(0.8));
+
+        Inputs in;
+        SetSliders(in.startShown, in.endShown);
+        in.command = PickCommand();
+        in.boxes = boxes;
+        in.a = moduleTimeline::SelectionEdge(true);
+        in.b = moduleTimeline::SelectionEdge(false);
+        in.position = moduleScaleRenderer::PixelsToMs(moduleTimeline::LinePixel(f->picSlider));
+        QCOMPARE(!f->picStartSelSlider->isHidden(), in.startShown);
+        QCOMPARE(!f->picEndSelSlider->isHidden(), in.endShown);
+
+        const std::array<Lane, 4> before = ReadLanes();
+        const Clipboard clipBefore = ReadClipboard();
+
+        // The program: through the menu when the menus offer the command, else the
+        // routine itself. On an empty timeline, where the menus offer none of cut, copy,
+        // delete and crop, the handler is run now and then all the same: it must leave
+        // everything as it is.
+        const QString menu = QString::fromLatin1(MenuName(in.command));
+        Main()->EnableOrDisableMenuItems();
+        QAction* item = Main()->Item(menu);
+        const bool empty = std::all_of(before.begin(), before.end(), [](const Lane& l) { return l.sources.empty(); });
+        in.throughMenu = (item && item->isEnabled()) || (empty && Main()->HasCommand(menu) && Chance(0.5));
+
+        Reference model(before, clipBefore, in, m_streamIsVideo);
+        QString undefinedWhy;
+        try {
+            model.Run();
+        } catch (const Undefined& u) {
+            undefinedWhy = u.why;
+        }
+
+        if (in.throughMenu) {
+            ++viaMenu;
+            Main()->RunCommand(menu);
+        } else {
+            switch (in.command) {
+            case Command::Cut: moduleEdit::EditCut(); break;
+            case Command::Copy: moduleEdit::EditCopy(); break;
+            case Command::Delete: moduleEdit::EditDelete(); break;
+            case Command::Crop: moduleEdit::EditCrop(false); break;
+            case Command::CropSources: moduleEdit::EditCrop(true); break;
+            case Command::Paste: moduleEdit::EditPaste(); break;
+            }
+        }
+        QVERIFY2(!InSelectionUpdate, "an edit left its re-entry guard set");
+        const QStringList messages = QmTest::TakeMessageTexts();
+
+        if (!undefinedWhy.isEmpty()) {
+            ++undefined;
+            Build();
+            continue;
+        }
+        counts[menu + (in.startShown && in.endShown ? QStringLiteral(" over selection") : QString())]++;
+
+        const std::array<Lane, 4> after = ReadLanes();
+        const Clipboard clipAfter = ReadClipboard();
+        auto sliders = [](bool start, bool end) {
+            return QStringLiteral("selection sliders: start %1, end %2")
+                .arg(start ? QStringLiteral("shown") : QStringLiteral("hidden"),
+                     end ? QStringLiteral("shown") : QStringLiteral("hidden"));
+        };
+        const QStringList programLines = Lines(after) + Lines(clipAfter, after)
+                                         << sliders(!f->imgStartSelHandle->isHidden(), !f->imgEndSelHandle->isHidden());
+        const QStringList modelLines = Lines(model.lanes) + Lines(model.clip, model.lanes)
+                                       << sliders(model.startShown, model.endShown);
+        const QString difference = FirstDifference(programLines, modelLines);
+        if (difference.isEmpty() && messages.isEmpty())
+            continue;
+
+        ++mismatches;
+        QString report;
+        report += QStringLiteral("\nseed %1, step %2: %3 %4\n")
+                      .arg(seed)
+                      .arg(step)
+                      .arg(menu, in.throughMenu ? QStringLiteral("(menu)") : QStringLiteral("(routine)"));
+        report += QStringLiteral("  sliders: start %1, end %2; selection %3 to %4; position %5\n")
+                      .arg(in.startShown ? QStringLiteral("shown") : QStringLiteral("hidden"),
+                           in.endShown ? QStringLiteral("shown") : QStringLiteral("hidden"))
+                      .arg(in.a)
+                      .arg(in.b)
+                      .arg(in.position);
+        QStringList locks, links;
+        if (boxes.lockVideo) locks << QStringLiteral("V");
+        if (boxes.lockAudio1) locks << QStringLiteral("A1");
+        if (boxes.lockAudio2) locks << QStringLiteral("A2");
+        if (boxes.lockOverlay) locks << QStringLiteral("O");
+        if (boxes.lockEffect) locks << QStringLiteral("effects");
+        for (int i = 0; i < 4; ++i)
+            if (before[static_cast<size_t>(i)].linked)
+                links << QString::fromLatin1(kLaneNames[i]);
+        if (boxes.linkEffect)
+            links << QStringLiteral("effects");
+        report += QStringLiteral("  locked: %1; linked: %2\n")
+                      .arg(locks.isEmpty() ? QStringLiteral("none") : locks.join(u' '),
+                           links.isEmpty() ? QStringLiteral("none") : links.join(u' '));
+        report += QStringLiteral("  before:\n") + Indented(Lines(before) + Lines(clipBefore, before));
+        if (!messages.isEmpty())
+            report += QStringLiteral("  messages shown: %1\n").arg(messages.join(QStringLiteral(" | ")));
+        if (!difference.isEmpty()) {
+            report += QStringLiteral("  first difference:\n    %1\n").arg(difference);
+            report += QStringLiteral("  program after:\n") + Indented(programLines);
+            report += QStringLiteral("  model after:\n") + Indented(modelLines);
+        }
+        if (!keepGoing)
+            QFAIL(qPrintable(report));
+        qWarning("%s", qPrintable(report));
+        Build();
+    }
+    QStringList summary;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it)
+        summary << QStringLiteral("%1 %2").arg(it.key()).arg(it.value());
+    qInfo("%d steps (%d through the menus, %d left to the error trap) in %lld ms: %s", steps, viaMenu, undefined,
+          static_cast<long long>(clock.elapsed()), qPrintable(summary.join(QStringLiteral(", "))));
+    if (trace) {
+        for (auto it = Hits().cbegin(); it != Hits().cend(); ++it)
+            qInfo("  %6d  %s", it.value(), qPrintable(it.key()));
+    }
+    QVERIFY2(mismatches == 0, qPrintable(QStringLiteral("%1 steps differ from the model").arg(mismatches)));
+}
+
+QM_TEST_MAIN(TestEditingModel)
+#include "test_editing_model.moc"
