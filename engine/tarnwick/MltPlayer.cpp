@@ -2,6 +2,7 @@
 
 #include "engine/ITWVideoSurface.h"
 #include "engine/tarnwick/MltRuntime.h"
+#include "engine/tarnwick/TimelineGraph.h"
 
 #include <Mlt.h>
 
@@ -26,7 +27,6 @@ QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile)
 
 namespace {
 
-constexpr int kFps = 25;
 constexpr int kMaxWidth = 640;
 
 void OnFrameShow(mlt_properties, void* player, mlt_event_data data)
@@ -42,19 +42,7 @@ void SetProfile(Mlt::Profile& profile, int width, int height)
         height = static_cast<int>(std::lround(height * static_cast<double>(kMaxWidth) / width));
         width = kMaxWidth;
     }
-    width += width & 1; // the scalers want even sizes
-    height += height & 1;
-    mlt_profile p = profile.get_profile();
-    p->width = width;
-    p->height = height;
-    p->frame_rate_num = kFps;
-    p->frame_rate_den = 1;
-    p->sample_aspect_num = 1;
-    p->sample_aspect_den = 1;
-    p->display_aspect_num = width;
-    p->display_aspect_den = height;
-    p->progressive = 1;
-    profile.set_explicit(1);
+    SetGraphProfile(profile, width, height);
 }
 
 } // namespace
@@ -241,7 +229,7 @@ void MltPlayer::SetVideoWindow(const QRect& window)
 
 double MltPlayer::Fps() const
 {
-    return kFps;
+    return GraphFps;
 }
 
 int32_t MltPlayer::MsToFrame(int32_t ms) const
