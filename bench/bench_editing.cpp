@@ -3,6 +3,7 @@
 // run as the menus run them (history image before and after, the timeline list, the
 // menus, the preview's refresh). Each is reported against the engine's own walk of the
 // same timeline in the same run, and should stay under 100 ms.
+#include "bench/QmBench.h"
 #include "core/QmShared.h"
 #include "editing/moduleEdit.h"
 #include "engine/CreateObject.h"
@@ -64,25 +65,14 @@ void Fill()
     }
 }
 
-double Ms(const QElapsedTimer& timer)
-{
-    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
 {
     QTemporaryDir config;
-    qputenv("QUILLMONT_CONFIG_DIR", QFile::encodeName(config.path()));
-    qputenv("SDL_AUDIODRIVER", "dummy");
+    QmBench::QuietEnvironment(config);
     QApplication app(argc, argv);
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    moduleTarnwick::Init();
-    mdiTarnwick* main = mdiTarnwick::instance();
-    main->Load();
-    main->resize(1400, 900);
-    main->show();
+    mdiTarnwick* main = QmBench::StartProgram(QSize(1400, 900));
     QApplication::processEvents();
 
     std::vector<double> cuts, pastes, walks;
@@ -109,24 +99,21 @@ int main(int argc, char* argv[])
             for (int16_t seq = 0; tl.GetSourceTimes(track, seq, s, e); ++seq)
                 sum += e - s;
         }
-        walks.push_back(Ms(timer));
+        walks.push_back(QmBench::Ms(timer));
 
         timer.restart();
         main->RunCommand(QStringLiteral("mnuEditCut"));
-        cuts.push_back(Ms(timer));
+        cuts.push_back(QmBench::Ms(timer));
         const int16_t left = tl.GetSourceCount(TrackCollection.Item(1));
         moduleTimeline::SetSliderPosition(500, false);
         timer.restart();
         main->RunCommand(QStringLiteral("mnuEditPaste"));
-        pastes.push_back(Ms(timer));
+        pastes.push_back(QmBench::Ms(timer));
         if (round == 0)
             std::printf("timeline: %d sources a track, %d left after the cut, %d after the paste (%lld ms of media)\n",
                         kSources, left, tl.GetSourceCount(TrackCollection.Item(1)), static_cast<long long>(sum));
     }
-    auto median = [](std::vector<double> v) {
-        std::sort(v.begin(), v.end());
-        return v[v.size() / 2];
-    };
+    const auto median = QmBench::Median;
     const double walk = median(walks);
     std::printf("cut over the selection:   median %7.1f ms of 5 (%.0fx a walk of the timeline, %.2f ms); aim under 100 ms\n",
                 median(cuts), median(cuts) / walk, walk);

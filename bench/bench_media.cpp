@@ -5,6 +5,7 @@
 //   of the same files;
 // - a click on a row of a 640x480 AVI until its first frame stands in the instant
 //   preview, median of 20, against the bare probe of that file.
+#include "bench/QmBench.h"
 #include "core/QmDialogs.h"
 #include "core/QmListView.h"
 #include "core/QmScript.h"
@@ -30,30 +31,14 @@ namespace {
 
 const QString kFolder = QStringLiteral(QM_FIXTURE_DIR);
 
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double Ms(const QElapsedTimer& timer)
-{
-    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
 {
     QTemporaryDir config;
-    qputenv("QUILLMONT_CONFIG_DIR", QFile::encodeName(config.path()));
-    qputenv("SDL_AUDIODRIVER", "dummy");
+    QmBench::QuietEnvironment(config);
     QApplication app(argc, argv);
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    moduleTarnwick::Init();
-    mdiTarnwick* main = mdiTarnwick::instance();
-    main->Load();
-    main->show();
+    mdiTarnwick* main = QmBench::StartProgram();
     QApplication::processEvents();
     QmScript::Enable([](const QString& what) { std::fprintf(stderr, "unexpected: %s\n", qPrintable(what)); });
 
@@ -70,12 +55,12 @@ int main(int argc, char* argv[])
     timer.start();
     for (const QString& name : names)
         Tarnwick::ProbeMedia(kFolder + u'/' + name);
-    const double probeMs = Ms(timer);
+    const double probeMs = QmBench::Ms(timer);
 
     QmScript::AnswerDialog(QVariant::fromValue(QmDialogs::FileResult{answer, 4}));
     timer.restart();
     main->RunCommand(QStringLiteral("mnuFileOpen"));
-    const double openMs = Ms(timer);
+    const double openMs = QmBench::Ms(timer);
     QmListView* list = frmMediaList::instance()->lvwMediaList;
     if (list->Count() != kFiles) {
         std::fprintf(stderr, "only %d rows of %d\n", list->Count(), kFiles);
@@ -101,13 +86,13 @@ int main(int argc, char* argv[])
         while (surface->FramesPresented() == before && timer.elapsed() < 5000)
             QApplication::processEvents();
         if (i > 0) // the first click also starts MLT
-            clicks.push_back(Ms(timer));
+            clicks.push_back(QmBench::Ms(timer));
     }
     timer.restart();
     for (int i = 0; i < 20; ++i)
         Tarnwick::ProbeMedia(kFolder + QStringLiteral("/video640.avi"));
-    const double probeLarge = Ms(timer) / 20;
-    const double click = Median(clicks);
+    const double probeLarge = QmBench::Ms(timer) / 20;
+    const double click = QmBench::Median(clicks);
     std::printf("click to first frame (640x480 AVI): median %.1f ms of 20 (bare probe %.2f ms, %.1fx); aim under 100 ms\n",
                 click, probeLarge, click / probeLarge);
     QmScript::TakeMessages();

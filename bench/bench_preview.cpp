@@ -8,6 +8,7 @@
 //   AVI with PCM sound (the engine's encoder), against ffmpeg composing the same with a
 //   filtergraph and the same codecs.
 // The media are made with ffmpeg in a temporary folder first.
+#include "bench/QmBench.h"
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWKeyTransition.h"
@@ -43,11 +44,6 @@ public:
     void ClearFrame() override {}
     std::atomic<int> presented{0};
 };
-
-double Ms(const QElapsedTimer& timer)
-{
-    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
-}
 
 bool Ffmpeg(const QStringList& arguments)
 {
@@ -127,7 +123,7 @@ int main(int argc, char* argv[])
     preview.Play();
     timer.start();
     QThread::msleep(10000);
-    const double played = Ms(timer);
+    const double played = QmBench::Ms(timer);
     const int shown = surface.presented;
     const int32_t position = preview.GetPosition();
     preview.Pause();
@@ -147,7 +143,7 @@ int main(int argc, char* argv[])
         preview.Seek(anywhere(random));
         while (surface.presented == before && timer.elapsed() < 2000)
             QThread::usleep(100);
-        seeks.push_back(Ms(timer));
+        seeks.push_back(QmBench::Ms(timer));
     }
     std::sort(seeks.begin(), seeks.end());
     std::printf("seek to frame:      median %.1f ms of 50 (slowest %.1f ms); aim under 50 ms\n", seeks[seeks.size() / 2],
@@ -162,7 +158,7 @@ int main(int argc, char* argv[])
         preview.RefreshPreview();
         while (surface.presented == before && timer.elapsed() < 2000)
             QThread::usleep(100);
-        refreshes.push_back(Ms(timer));
+        refreshes.push_back(QmBench::Ms(timer));
     }
     std::sort(refreshes.begin(), refreshes.end());
     std::printf("edit to new frame:  median %.1f ms of 20 (slowest %.1f ms)\n", refreshes[refreshes.size() / 2],
@@ -181,7 +177,7 @@ int main(int argc, char* argv[])
         std::fprintf(stderr, "render failed: %s\n", qPrintable(error));
         return 1;
     }
-    const double oursMs = Ms(timer);
+    const double oursMs = QmBench::Ms(timer);
 
     timer.restart();
     const QString seconds = QString::number(kSeconds);
@@ -190,7 +186,7 @@ int main(int argc, char* argv[])
                                    "[0:v]boxblur=6:enable='between(t,2,8)'[b];[1:v]colorkey=0x00ff00:0.15:0[k];"
                                    "[b][k]overlay[v];[2:a][3:a]amix=inputs=2:normalize=0[a]",
                                    "-map", "[v]", "-map", "[a]", "-c:v", "mpeg4", "-q:v", "3", "-c:a", "pcm_s16le", theirs});
-    const double theirsMs = Ms(timer);
+    const double theirsMs = QmBench::Ms(timer);
     if (!reference)
         return 1;
     std::printf("render %d s:        %.1f s (%.1fx real time); ffmpeg filtergraph %.1f s; ratio %.2f (aim 1.2 or "

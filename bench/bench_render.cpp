@@ -5,6 +5,7 @@
 //   bench_render                 the figures
 //   bench_render --shot out.png  a few sources on each track, the main window saved
 //                                as a picture, to look at
+#include "bench/QmBench.h"
 #include "core/QmPicture.h"
 #include "core/QmShared.h"
 #include "engine/CreateObject.h"
@@ -54,16 +55,11 @@ double MsPerCall(int calls, F&& f)
 int main(int argc, char* argv[])
 {
     QTemporaryDir config;
-    qputenv("QUILLMONT_CONFIG_DIR", QFile::encodeName(config.path()));
+    QmBench::QuietEnvironment(config);
     QApplication app(argc, argv);
     const bool shot = argc > 2 && QByteArray(argv[1]) == "--shot";
 
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    moduleTarnwick::Init();
-    mdiTarnwick* main = mdiTarnwick::instance();
-    main->Load();
-    main->resize(1400, 800);
-    main->show();
+    mdiTarnwick* main = QmBench::StartProgram(QSize(1400, 800));
     QApplication::processEvents();
 
     auto& tl = Eng<ITWTimeline>();
