@@ -4,7 +4,6 @@
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/QmVideoSurface.h"
-#include "core/moduleUtilities.h"
 #include "engine/ITWPreview.h"
 #include "preview/ModuleTWPreview.h"
 #include "shell/mdiTarnwick.h"
@@ -261,7 +260,9 @@ void frmPreview::sldSeekBar_Scroll(int value)
     QmTrap::Run(kModule, QStringLiteral("sldSeekBar_Scroll"), [value, this] {
         ModuleTWPreview::OnCmdPauseClick();
         Eng<ITWPreview>().Seek(value);
-        lblCurrentTime->setText(moduleUtilities::MilliSecondsToTimetypeAsString(value));
+        // While the bar moves, the label shows its plain milliseconds; letting go puts the
+        // timeline's slider there, which writes the time in its usual form.
+        lblCurrentTime->setText(QString::number(value));
     });
 }
 
