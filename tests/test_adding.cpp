@@ -606,9 +606,11 @@ void TestAdding::resizeByTheCorner()
     QCOMPARE(State(), QStringLiteral("V 200-2900 2900-7900 | A1 0-2200 | A2  | O  | E "));
     ClickBox(Form()->imgLockAudio[0]);
 
-    // The overlay's key keeps in step; effects resize on their own row.
+    // The overlay's key takes its source's times, even a key that had drifted off them;
+    // effects resize on their own row.
     SelectFiles({"image.jpg"});
     Run("mnuEditAddToOverlay");
+    QVERIFY(Eng<ITWTimeline>().SetTransitionTimes(OverlayTrack, 0, 100, 4000));
     Drag(Form()->picOverlay[0], 495, 445, 4);
     QCOMPARE(Keys(), QStringLiteral("DxtKey 0-4500 0,0,0 KeyType=0"));
     QCOMPARE(Times(OverlayTrack), QStringLiteral("0-4500"));

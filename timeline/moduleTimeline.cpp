@@ -885,14 +885,15 @@ void ResizeSelSources(int32_t delta)
             if (i <= videoRows)
                 resizeAll(TrackCollection.Item(i), kEffects);
         }
-        // An overlay's key transition keeps in step with its source.
+        // An overlay's key transition takes its source's new times, so a key that had
+        // drifted from its source is brought back over it.
         const int16_t n = tl.GetSourceCount(OverlayTrack);
         for (int16_t seq = 0; seq < n; ++seq) {
             if (!tl.IsSourceSelected(OverlayTrack, seq) || !Lengthen(OverlayTrack, seq, delta, kSources))
                 continue;
             int32_t start = 0, stop = 0;
-            tl.GetTransitionTimes(OverlayTrack, seq, start, stop);
-            tl.SetTransitionTimes(OverlayTrack, seq, start, stop + delta);
+            tl.GetSourceTimes(OverlayTrack, seq, start, stop);
+            tl.SetTransitionTimes(OverlayTrack, seq, start, stop);
             tl.ShiftTransitions(OverlayTrack, static_cast<int16_t>(seq + 1), delta);
         }
     });
