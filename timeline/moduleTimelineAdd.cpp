@@ -85,9 +85,10 @@ void OnEditAddToTimelineClick()
             RenderAllSelections();
 
             QSlider* seek = frmPreview::instance()->sldSeekBar;
-            if (IsTimelineEmpty())
+            if (IsTimelineEmpty()) {
                 seek->setMaximum(10);
-            else if (GetTimelineDuration() > seek->minimum())
+                ModuleTWPreview::OnCmdStopClick();
+            } else if (GetTimelineDuration() > seek->minimum())
                 seek->setMaximum(GetTimelineDuration());
             UpdateTrackOptions();
             ModuleTWPreview::UpdatePreview();
