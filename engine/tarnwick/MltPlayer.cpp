@@ -227,21 +227,6 @@ void MltPlayer::SetVideoWindow(const QRect& window)
     m_window = window;
 }
 
-double MltPlayer::Fps() const
-{
-    return GraphFps;
-}
-
-int32_t MltPlayer::MsToFrame(int32_t ms) const
-{
-    return static_cast<int32_t>(std::lround(ms * Fps() / 1000.0));
-}
-
-int32_t MltPlayer::FrameToMs(int32_t frame) const
-{
-    return static_cast<int32_t>(std::lround(frame * 1000.0 / Fps()));
-}
-
 void MltPlayer::FrameShown(void* frame)
 {
     if (!frame)

@@ -35,7 +35,8 @@ QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile);
 
 // A player on MLT: a producer played in real time with its sound through SDL, its
 // pictures handed to a surface as they are due. Positions are frames of the player's
-// profile; the callers speak milliseconds through MsToFrame and FrameToMs.
+// profile, which runs at GraphFps; the callers speak milliseconds through the graph's
+// MsToFrame and FrameToMs.
 class MltPlayer
 {
 public:
@@ -69,10 +70,6 @@ public:
     // The sound's gain, 0 (silent) to 1.
     void SetVolume(double gain);
     void SetVideoWindow(const QRect& window);
-
-    double Fps() const;
-    int32_t MsToFrame(int32_t ms) const;
-    int32_t FrameToMs(int32_t frame) const;
 
     // A frame shown by the consumer, on its thread (an mlt_frame).
     void FrameShown(void* frame);

@@ -46,13 +46,30 @@ int KeyReach(double tolerance)
     return static_cast<int>(reach * reach * 3.0);
 }
 
-// Distance from the key of a pixel given as its luma part and its block's chroma parts
-// (studio-range BT.601, in 1/256ths).
-inline bool Within(int luma, int redChroma, int greenChroma, int blueChroma, int red, int green, int blue, int reach)
+// A pixel's colour in parts (studio-range BT.601, in 1/256ths): its luma's part, and
+// its block's chroma parts toward red, green and blue. The keyer and IsKeyed share them.
+inline int LumaPart(int y)
 {
-    const int dr = Clamp255((luma + redChroma + 128) >> 8) - red;
-    const int dg = Clamp255((luma + greenChroma + 128) >> 8) - green;
-    const int db = Clamp255((luma + blueChroma + 128) >> 8) - blue;
+    return 298 * (y - 16);
+}
+
+struct ChromaParts
+{
+    int red, green, blue;
+};
+
+inline ChromaParts ChromaPartsOf(int u, int v)
+{
+    const int d = u - 128, e = v - 128;
+    return {409 * e, -100 * d - 208 * e, 516 * d};
+}
+
+// Whether a pixel given in parts lies within reach of the key.
+inline bool Within(int luma, const ChromaParts& chroma, int red, int green, int blue, int reach)
+{
+    const int dr = Clamp255((luma + chroma.red + 128) >> 8) - red;
+    const int dg = Clamp255((luma + chroma.green + 128) >> 8) - green;
+    const int db = Clamp255((luma + chroma.blue + 128) >> 8) - blue;
     return dr * dr + dg * dg + db * db < reach;
 }
 
@@ -80,12 +97,9 @@ int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
             const uint8_t* y = planes.y + row * w;
             uint8_t* a = alpha + row * w;
             for (int cx = 0; cx < planes.chromaWidth; ++cx) {
-                const int d = u[cx] - 128, e = v[cx] - 128;
-                const int redChroma = 409 * e, greenChroma = -100 * d - 208 * e, blueChroma = 516 * d;
-                for (int x = 2 * cx; x < std::min(2 * cx + 2, w); ++x) {
-                    a[x] = Within(298 * (y[x] - 16), redChroma, greenChroma, blueChroma, red, green, blue, reach) ? 0
-                                                                                                                  : 255;
-                }
+                const ChromaParts chroma = ChromaPartsOf(u[cx], v[cx]);
+                for (int x = 2 * cx; x < std::min(2 * cx + 2, w); ++x)
+                    a[x] = Within(LumaPart(y[x]), chroma, red, green, blue, reach) ? 0 : 255;
             }
         }
     }
@@ -411,8 +425,7 @@ void* CreateOver(mlt_profile, mlt_service_type, const char*, const void*)
 
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance)
 {
-    const int d = u - 128, e = v - 128;
-    return Within(298 * (y - 16), 409 * e, -100 * d - 208 * e, 516 * d, red, green, blue, KeyReach(tolerance));
+    return Within(LumaPart(y), ChromaPartsOf(u, v), red, green, blue, KeyReach(tolerance));
 }
 
 void Register(Mlt::Repository& repository)

@@ -1,6 +1,7 @@
 #include "engine/tarnwick/TarnwickFilePreview.h"
 
 #include "engine/tarnwick/MediaProbe.h"
+#include "engine/tarnwick/TimelineGraph.h"
 
 #include <algorithm>
 #include <cmath>
@@ -67,7 +68,7 @@ void TarnwickFilePreview::SetVideoWindow(int32_t left, int32_t top, int32_t widt
 
 bool TarnwickFilePreview::Seek(int32_t position)
 {
-    return m_player.Seek(m_player.MsToFrame(std::clamp(position, 0, m_durationMs)));
+    return m_player.Seek(MsToFrame(std::clamp(position, 0, m_durationMs)));
 }
 
 bool TarnwickFilePreview::Rewind()
@@ -87,7 +88,7 @@ int32_t TarnwickFilePreview::GetPosition()
     // length, which is what the media list's timer waits for to stop and rewind.
     if (m_player.Loaded() && !m_still && frame >= m_player.Length() - 1)
         return GetDuration();
-    return std::min(m_player.FrameToMs(frame), GetDuration());
+    return std::min(FrameToMs(frame), GetDuration());
 }
 
 bool TarnwickFilePreview::ShowFirstFrame()

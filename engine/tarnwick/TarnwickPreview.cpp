@@ -26,8 +26,7 @@ bool TarnwickPreview::BuildPreview()
     const TimelineModel& model = m_engine.Model();
     SetGraphProfile(*profile, model.FrameWidth(), model.FrameHeight());
     m_producers = MakeProducerCache(*profile);
-    std::unique_ptr<Mlt::Tractor> graph = BuildTimelineGraph(
-        *profile, model, [this](int32_t stream) { return m_engine.Source(stream); }, {}, m_producers.get());
+    std::unique_ptr<Mlt::Tractor> graph = m_engine.BuildGraph(*profile, m_producers.get());
     if (!graph)
         return false;
     m_builtWidth = model.FrameWidth();
@@ -83,9 +82,7 @@ bool TarnwickPreview::RefreshPreview()
 {
     if (!m_player.Loaded() || !m_player.Profile())
         return false;
-    std::unique_ptr<Mlt::Tractor> graph =
-        BuildTimelineGraph(*m_player.Profile(), m_engine.Model(), [this](int32_t stream) { return m_engine.Source(stream); },
-                           {}, m_producers.get());
+    std::unique_ptr<Mlt::Tractor> graph = m_engine.BuildGraph(*m_player.Profile(), m_producers.get());
     if (!graph || !m_player.Replace(std::move(graph)))
         return false;
     if (!m_player.Playing())

@@ -542,12 +542,21 @@ Tarnwick::StreamSource TarnwickTimeline::Source(int32_t stream) const
     return {StreamPath(stream), TimelineFacts(stream)};
 }
 
+std::unique_ptr<Mlt::Tractor> TarnwickTimeline::BuildGraph(Mlt::Profile& profile, Tarnwick::ProducerCache* cache) const
+{
+    return BuildTimelineGraph(profile, m_model, [this](int32_t stream) { return Source(stream); }, {}, cache);
+}
+
+std::unique_ptr<Mlt::Tractor> TarnwickTimeline::GraphAtFrameSize(Mlt::Profile& profile) const
+{
+    SetGraphProfile(profile, m_model.FrameWidth(), m_model.FrameHeight());
+    return BuildGraph(profile);
+}
+
 QImage TarnwickTimeline::RenderFrame(int32_t ms)
 {
     Mlt::Profile profile;
-    SetGraphProfile(profile, m_model.FrameWidth(), m_model.FrameHeight());
-    std::unique_ptr<Mlt::Tractor> graph =
-        BuildTimelineGraph(profile, m_model, [this](int32_t stream) { return Source(stream); });
+    std::unique_ptr<Mlt::Tractor> graph = GraphAtFrameSize(profile);
     if (!graph)
         return {};
     graph->seek(Tarnwick::MsToFrame(ms));
@@ -559,9 +568,7 @@ bool TarnwickTimeline::RenderMovie(const Tarnwick::EncodeSettings& settings, con
                                    QString* error)
 {
     Mlt::Profile profile;
-    SetGraphProfile(profile, m_model.FrameWidth(), m_model.FrameHeight());
-    std::unique_ptr<Mlt::Tractor> graph =
-        BuildTimelineGraph(profile, m_model, [this](int32_t stream) { return Source(stream); });
+    std::unique_ptr<Mlt::Tractor> graph = GraphAtFrameSize(profile);
     if (!graph) {
         if (error)
             *error = QStringLiteral("The timeline could not be rendered.");
@@ -574,9 +581,7 @@ bool TarnwickTimeline::RenderMovie(const Tarnwick::EncodeSettings& settings, con
 std::vector<int16_t> TarnwickTimeline::RenderSound(int32_t fromMs, int32_t lengthMs)
 {
     Mlt::Profile profile;
-    SetGraphProfile(profile, m_model.FrameWidth(), m_model.FrameHeight());
-    std::unique_ptr<Mlt::Tractor> graph =
-        BuildTimelineGraph(profile, m_model, [this](int32_t stream) { return Source(stream); });
+    std::unique_ptr<Mlt::Tractor> graph = GraphAtFrameSize(profile);
     std::vector<int16_t> sound;
     if (!graph)
         return sound;

@@ -5,20 +5,19 @@
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWStreamInfo.h"
 #include "engine/ITWTimeline.h"
+#include "engine/tarnwick/GraphEncoder.h"
 #include "engine/tarnwick/MediaProbe.h"
 #include "engine/tarnwick/TimelineGraph.h"
-#include "engine/tarnwick/GraphEncoder.h"
 #include "engine/tarnwick/TimelineModel.h"
-
-#include <memory>
-
-class TarnwickFilePreview;
-class TarnwickPreview;
 
 #include <QImage>
 
 #include <map>
+#include <memory>
 #include <vector>
+
+class TarnwickFilePreview;
+class TarnwickPreview;
 
 // Quillmont's timeline engine: the one object behind every ITW interface. It keeps
 // the timeline as a plain model, learns about media files with FFmpeg, and renders
@@ -135,8 +134,13 @@ public:
     bool RenderMovie(const Tarnwick::EncodeSettings& settings, const Tarnwick::EncodeProgress& progress, QString* error);
     // Looks a stream up for the graph.
     Tarnwick::StreamSource Source(int32_t stream) const;
+    // The graph of the timeline as it stands, on profile; cut from cache's files when given.
+    std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, Tarnwick::ProducerCache* cache = nullptr) const;
 
 private:
+    // A fresh graph on profile, set to the timeline's frame size.
+    std::unique_ptr<Mlt::Tractor> GraphAtFrameSize(Mlt::Profile& profile) const;
+
     struct FileRecord
     {
         QString path;

@@ -6,12 +6,12 @@
 #include <Mlt.h>
 
 #include <QFile>
-#include <QHash>
 
 #include <algorithm>
 #include <cmath>
-#include <queue>
+#include <map>
 #include <set>
+#include <tuple>
 
 namespace Tarnwick {
 
@@ -27,25 +27,25 @@ public:
     }
 
     // A graph starts: what it does not ask for is let go when it is done.
-    void StartBuild() { m_used.clear(); }
+    void StartBuild()
+    {
+        for (auto& [key, entry] : m_producers)
+            entry.used = false;
+    }
     void EndBuild()
     {
-        for (auto it = m_producers.begin(); it != m_producers.end();)
-            it = m_used.count(it->first) ? std::next(it) : m_producers.erase(it);
+        std::erase_if(m_producers, [](const auto& item) { return !item.second.used; });
     }
 
     Mlt::Producer* Get(const StreamSource& source, Role role, double speed)
     {
         const StreamFacts& facts = *source.facts;
-        const QString key = QStringLiteral("%1|%2|%3|%4")
-                                .arg(source.path)
-                                .arg(static_cast<int>(role))
-                                .arg(speed, 0, 'g', 9)
-                                .arg(facts.containerIndex);
-        m_used.insert(key);
+        Key key{facts.containerIndex, role, speed, source.path};
         auto it = m_producers.find(key);
-        if (it != m_producers.end())
-            return it->second.get();
+        if (it != m_producers.end()) {
+            it->second.used = true;
+            return it->second.producer.get();
+        }
         // Pictures at their own speed skip MLT's normalising filters: the fit filter sizes
         // them, and they stay in the decoder's YUV 4:2:0 unless a filter asks otherwise,
         // which the converter attached then answers.
@@ -70,7 +70,7 @@ public:
             producer->set(role == Role::Audio ? "video_index" : "audio_index", -1);
         }
         Mlt::Producer* raw = producer.get();
-        m_producers.emplace(key, std::move(producer));
+        m_producers.emplace(std::move(key), Entry{std::move(producer), true});
         return raw;
     }
 
@@ -86,9 +86,27 @@ private:
         return path;
     }
 
+    // Compared field by field rather than formatted into text: a graph asks once a piece.
+    struct Key
+    {
+        int containerIndex;
+        Role role;
+        double speed;
+        QString path;
+        bool operator<(const Key& other) const
+        {
+            return std::tie(containerIndex, role, speed, path)
+                   < std::tie(other.containerIndex, other.role, other.speed, other.path);
+        }
+    };
+    struct Entry
+    {
+        std::unique_ptr<Mlt::Producer> producer;
+        bool used = false; // asked for by the graph being built
+    };
+
     Mlt::Profile& m_profile;
-    std::map<QString, std::unique_ptr<Mlt::Producer>> m_producers;
-    std::set<QString> m_used;
+    std::map<Key, Entry> m_producers;
 };
 
 std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile)
