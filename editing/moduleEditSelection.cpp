@@ -15,6 +15,7 @@
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
 
+#include <algorithm>
 #include <functional>
 
 using namespace QmShared;
@@ -166,32 +167,45 @@ void LogGapsTransition(int32_t track, int16_t seq, int32_t s, int32_t e, int32_t
     LogGapsBy(TransitionGaps, track, seq, s, e, a, b, before);
 }
 
+// The part of an item the selection takes: where it overlaps the selection and, for a
+// source, the media under that stretch. Cut and copy record it; a crop keeps it.
+struct Part
+{
+    int32_t start = 0, stop = 0;
+    int32_t mediaStart = 0, mediaStop = 0;
+    int32_t Length() const { return stop - start; }
+};
+
+Part PartOf(int32_t s, int32_t e, int32_t a, int32_t b)
+{
+    return {std::max(s, a), std::min(e, b)};
+}
+
+Part PartOf(int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b, const Edges& at)
+{
+    return {std::max(s, a), std::min(e, b), a <= s ? ms : at.atA, b >= e ? me : at.atB};
+}
+
 // The track changes of cut and delete on a source; the flag of the last engine call.
-// The piece the selection takes is returned in piece.
 bool CutSourceOnTrack(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b,
-                      const Edges& at, SourceClip& piece)
+                      const Edges& at)
 {
     auto& tl = Tl();
-    const int32_t stream = tl.GetSourceStream(track, seq);
-    const int16_t mode = tl.GetSourceStretchMode(track, seq);
     switch (CaseOf(s, e, a, b)) {
-    case Case::Whole:
-        piece = {track, stream, ms, me, 0, e - s, mode};
-        {
-            const bool ok = tl.RemoveSource(track, seq);
-            --seq;
-            return ok;
-        }
+    case Case::Whole: {
+        const bool ok = tl.RemoveSource(track, seq);
+        --seq;
+        return ok;
+    }
     case Case::LeftIn:
-        piece = {track, stream, ms, at.atB, 0, b - s, mode};
         tl.SetSourceTimes(track, seq, b, e);
         return tl.SetSourceMediaTimes(track, seq, at.atB, me);
     case Case::RightIn:
-        piece = {track, stream, at.atA, me, 0, e - a, mode};
         tl.SetSourceTimes(track, seq, s, a);
         return tl.SetSourceMediaTimes(track, seq, ms, at.atA);
-    case Case::Inside:
-        piece = {track, stream, at.atA, at.atB, 0, b - a, mode};
+    case Case::Inside: {
+        const int32_t stream = tl.GetSourceStream(track, seq);
+        const int16_t mode = tl.GetSourceStretchMode(track, seq);
         // The right piece, then the left one, then the source as it stood goes.
         tl.InsertSource(track, stream, seq, b, 0);
         tl.SetSourceTimes(track, seq, b, e);
@@ -202,6 +216,7 @@ bool CutSourceOnTrack(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t
         tl.SetSourceMediaTimes(track, seq, ms, at.atA);
         tl.SetSourceStretchMode(track, seq, mode);
         return tl.RemoveSource(track, static_cast<int16_t>(seq + 2));
+    }
     }
     return true;
 }
@@ -228,66 +243,21 @@ bool CutTransitionOnTrack(int32_t track, int16_t seq, int32_t s, int32_t e, int3
     return true;
 }
 
-// Crop keeps the part of an item inside the selection, where it was.
-struct Kept
-{
-    bool changes = false;
-    int32_t start = 0, stop = 0;
-};
-
-Kept CropOf(int32_t s, int32_t e, int32_t a, int32_t b)
-{
-    switch (CaseOf(s, e, a, b)) {
-    case Case::RightIn:
-        return {true, a, e};
-    case Case::Inside:
-        return {true, a, b};
-    case Case::LeftIn:
-        return {true, s, b};
-    case Case::Whole:
-        break;
-    }
-    return {};
-}
-
+// A crop keeps the part inside the selection, where it was; an item wholly inside stays.
 bool CropSourceOnTrack(int32_t track, int16_t seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b,
                        const Edges& at)
 {
-    auto& tl = Tl();
-    switch (CaseOf(s, e, a, b)) {
-    case Case::RightIn:
-        tl.SetSourceTimes(track, seq, a, e);
-        return tl.SetSourceMediaTimes(track, seq, at.atA, me);
-    case Case::Inside:
-        tl.SetSourceTimes(track, seq, a, b);
-        return tl.SetSourceMediaTimes(track, seq, at.atA, at.atB);
-    case Case::LeftIn:
-        tl.SetSourceTimes(track, seq, s, b);
-        return tl.SetSourceMediaTimes(track, seq, ms, at.atB);
-    case Case::Whole:
-        break;
-    }
-    return true;
+    if (CaseOf(s, e, a, b) == Case::Whole)
+        return true;
+    const Part kept = PartOf(s, e, ms, me, a, b, at);
+    Tl().SetSourceTimes(track, seq, kept.start, kept.stop);
+    return Tl().SetSourceMediaTimes(track, seq, kept.mediaStart, kept.mediaStop);
 }
 
 // Source actions.
 
-bool CutAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
-{
-    if (!Meets(s, e, a, b))
-        return true;
-    LogGaps(track, seq, s, e, a, b, true);
-    PrevStart = s;
-    PrevStop = e;
-    const Edges at = MediaEdges(s, e, ms, me, a, b);
-    SourceClip piece;
-    const bool ok = CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at, piece);
-    AddSourceClip(track, piece.Stream, piece.MediaStart, piece.MediaStop, ClipSeq++, piece.Length, piece.StretchMode);
-    LogGaps(track, seq, s, e, a, b, false);
-    return ok;
-}
-
-bool CopyAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool CutOrCopySource(bool cut, int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a,
+                     int32_t b)
 {
     if (!Meets(s, e, a, b))
         return true;
@@ -298,39 +268,35 @@ bool CopyAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, i
     PrevStart = s;
     PrevStop = e;
     const Edges at = MediaEdges(s, e, ms, me, a, b);
-    switch (CaseOf(s, e, a, b)) {
-    case Case::Whole:
-        AddSourceClip(track, stream, ms, me, ClipSeq++, e - s, mode);
-        break;
-    case Case::LeftIn:
-        AddSourceClip(track, stream, ms, at.atB, ClipSeq++, b - s, mode);
-        break;
-    case Case::RightIn:
-        AddSourceClip(track, stream, at.atA, me, ClipSeq++, e - a, mode);
-        break;
-    case Case::Inside:
-        AddSourceClip(track, stream, at.atA, at.atB, ClipSeq++, b - a, mode);
-        break;
-    }
+    const Part piece = PartOf(s, e, ms, me, a, b, at);
+    const bool ok = !cut || CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
+    AddSourceClip(track, stream, piece.mediaStart, piece.mediaStop, ClipSeq++, piece.Length(), mode);
     LogGaps(track, seq, s, e, a, b, false);
-    return true;
+    return ok;
+}
+
+bool CutAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+{
+    return CutOrCopySource(true, track, seq, s, e, ms, me, a, b);
+}
+
+bool CopyAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+{
+    return CutOrCopySource(false, track, seq, s, e, ms, me, a, b);
 }
 
 bool DeleteAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
 {
     if (!MeetsForDelete(s, e, a, b))
         return true;
-    const Edges at = MediaEdges(s, e, ms, me, a, b);
-    SourceClip piece;
-    return CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at, piece);
+    return CutSourceOnTrack(track, seq, s, e, ms, me, a, b, MediaEdges(s, e, ms, me, a, b));
 }
 
 bool CropAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
 {
     if (!MeetsForDelete(s, e, a, b))
         return true;
-    const Edges at = MediaEdges(s, e, ms, me, a, b);
-    return CropSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
+    return CropSourceOnTrack(track, seq, s, e, ms, me, a, b, MediaEdges(s, e, ms, me, a, b));
 }
 
 // Overlay actions: the source's action, with the paired transition kept in step.
@@ -343,37 +309,21 @@ bool CutOrCopyOverlay(bool cut, int32_t track, int16_t& seq, int32_t s, int32_t 
     auto& tl = Tl();
     const QString name = tl.GetTransitionName(track, seq, 20).trimmed();
     const KeyColor key = KeyOf(track, seq);
+    const int32_t stream = tl.GetSourceStream(track, seq);
+    const int16_t mode = tl.GetSourceStretchMode(track, seq);
     LogGaps(track, seq, s, e, a, b, true);
     LogGapsTransition(track, seq, s, e, a, b, true);
     PrevStart = s;
     PrevStop = e;
     const Edges at = MediaEdges(s, e, ms, me, a, b);
-    const Case which = CaseOf(s, e, a, b);
-    SourceClip piece;
+    const Part piece = PartOf(s, e, ms, me, a, b, at);
     bool ok = true;
     if (cut) {
-        CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at, piece);
-        ok = CutTransitionOnTrack(track, seq, s, e, a, b, name, key, which);
-    } else {
-        const int32_t stream = tl.GetSourceStream(track, seq);
-        const int16_t mode = tl.GetSourceStretchMode(track, seq);
-        switch (which) {
-        case Case::Whole:
-            piece = {track, stream, ms, me, 0, e - s, mode};
-            break;
-        case Case::LeftIn:
-            piece = {track, stream, ms, at.atB, 0, b - s, mode};
-            break;
-        case Case::RightIn:
-            piece = {track, stream, at.atA, me, 0, e - a, mode};
-            break;
-        case Case::Inside:
-            piece = {track, stream, at.atA, at.atB, 0, b - a, mode};
-            break;
-        }
+        CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
+        ok = CutTransitionOnTrack(track, seq, s, e, a, b, name, key, CaseOf(s, e, a, b));
     }
-    AddSourceClip(track, piece.Stream, piece.MediaStart, piece.MediaStop, ClipSeq++, piece.Length, piece.StretchMode);
-    AddTransitionClip(track, name, piece.Length, key, TransitionClipSeq++);
+    AddSourceClip(track, stream, piece.mediaStart, piece.mediaStop, ClipSeq++, piece.Length(), mode);
+    AddTransitionClip(track, name, piece.Length(), key, TransitionClipSeq++);
     LogGaps(track, seq, s, e, a, b, false);
     LogGapsTransition(track, seq, s, e, a, b, false);
     return ok;
@@ -398,8 +348,7 @@ bool DeleteActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int3
     const KeyColor key = KeyOf(track, seq);
     const Edges at = MediaEdges(s, e, ms, me, a, b);
     const Case which = CaseOf(s, e, a, b);
-    SourceClip piece;
-    CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at, piece);
+    CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
     return CutTransitionOnTrack(track, seq, s, e, a, b, name, key, which);
 }
 
@@ -407,10 +356,11 @@ bool CropActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_
 {
     if (!Meets(s, e, a, b))
         return true;
-    const Edges at = MediaEdges(s, e, ms, me, a, b);
-    const bool ok = CropSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
-    const Kept kept = CropOf(s, e, a, b);
-    return kept.changes ? Tl().SetTransitionTimes(track, seq, kept.start, kept.stop) : ok;
+    const bool ok = CropSourceOnTrack(track, seq, s, e, ms, me, a, b, MediaEdges(s, e, ms, me, a, b));
+    if (CaseOf(s, e, a, b) == Case::Whole)
+        return ok;
+    const Part kept = PartOf(s, e, a, b);
+    return Tl().SetTransitionTimes(track, seq, kept.start, kept.stop);
 }
 
 // Effect actions: no media side.
@@ -436,46 +386,29 @@ bool CutOrDeleteEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_
     return true;
 }
 
-int32_t EffectPieceLength(int32_t s, int32_t e, int32_t a, int32_t b)
-{
-    switch (CaseOf(s, e, a, b)) {
-    case Case::Whole:
-        return e - s;
-    case Case::LeftIn:
-        return b - s;
-    case Case::RightIn:
-        return e - a;
-    case Case::Inside:
-        return b - a;
-    }
-    return 0;
-}
-
-bool CutActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+// Cut reads the effect's name through a narrower buffer than copy does.
+bool CutOrCopyEffect(bool cut, int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
 {
     if (!Meets(s, e, a, b))
         return true;
-    const QString name = Tl().GetEffectName(track, seq, 10).trimmed();
+    const QString name = Tl().GetEffectName(track, seq, cut ? 10 : 260).trimmed();
     LogGapsEffects(track, seq, s, e, a, b, true);
     PrevStart = s;
     PrevStop = e;
-    const bool ok = CutOrDeleteEffect(track, seq, s, e, a, b, name);
-    AddEffectClip(track, name, EffectPieceLength(s, e, a, b), ClipSeq++);
+    const bool ok = !cut || CutOrDeleteEffect(track, seq, s, e, a, b, name);
+    AddEffectClip(track, name, PartOf(s, e, a, b).Length(), ClipSeq++);
     LogGapsEffects(track, seq, s, e, a, b, false);
     return ok;
 }
 
+bool CutActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+{
+    return CutOrCopyEffect(true, track, seq, s, e, a, b);
+}
+
 bool CopyActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
 {
-    if (!Meets(s, e, a, b))
-        return true;
-    const QString name = Tl().GetEffectName(track, seq, 260).trimmed();
-    LogGapsEffects(track, seq, s, e, a, b, true);
-    PrevStart = s;
-    PrevStop = e;
-    AddEffectClip(track, name, EffectPieceLength(s, e, a, b), ClipSeq++);
-    LogGapsEffects(track, seq, s, e, a, b, false);
-    return true;
+    return CutOrCopyEffect(false, track, seq, s, e, a, b);
 }
 
 bool DeleteActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
@@ -488,10 +421,10 @@ bool DeleteActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32
 
 bool CropActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
 {
-    if (!Meets(s, e, a, b))
+    if (!Meets(s, e, a, b) || CaseOf(s, e, a, b) == Case::Whole)
         return true;
-    const Kept kept = CropOf(s, e, a, b);
-    return kept.changes ? Tl().SetEffectTimes(track, seq, kept.start, kept.stop) : true;
+    const Part kept = PartOf(s, e, a, b);
+    return Tl().SetEffectTimes(track, seq, kept.start, kept.stop);
 }
 
 using SourceAction = bool (*)(int32_t, int16_t&, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t);
@@ -633,35 +566,42 @@ void WalkItems(const ItemWalk& walk, int32_t track, bool selectedOnes, Take take
 
 enum class Whole { Cut, Copy, Delete };
 
-bool SourcesWhole(Whole how)
+// A whole source as a clipboard record of the run; its length is returned.
+int32_t RecordWholeSource(int32_t track, int16_t seq, int16_t run)
 {
-    return QmTrap::Value<bool>(Module, how == Whole::Cut ? QStringLiteral("EditCutSource")
-                                       : how == Whole::Copy ? QStringLiteral("EditCopySource")
-                                                            : QStringLiteral("EditDeleteSource"),
-                               false, [how] {
-        auto& tl = Tl();
+    auto& tl = Tl();
+    int32_t ms = 0, me = 0, s = 0, e = 0;
+    tl.GetSourceMediaTimes(track, seq, ms, me);
+    tl.GetSourceTimes(track, seq, s, e);
+    AddSourceClip(track, tl.GetSourceStream(track, seq), ms, me, run, e - s, tl.GetSourceStretchMode(track, seq));
+    return e - s;
+}
+
+// An overlay goes with its transition; whether the source went is the answer.
+bool RemoveOverlay(int32_t track, int16_t seq)
+{
+    const bool removed = Tl().RemoveSource(track, seq);
+    Tl().RemoveTransition(track, seq);
+    return removed;
+}
+
+bool SourcesWhole(const QString& routine, Whole how)
+{
+    return QmTrap::Value<bool>(Module, routine, false, [how] {
         for (int32_t track : TrackCollection) {
             WalkItems(SourceItems, track, true, [&](int16_t seq, int16_t run) {
-                if (how != Whole::Delete) {
-                    int32_t ms = 0, me = 0, s = 0, e = 0;
-                    tl.GetSourceMediaTimes(track, seq, ms, me);
-                    tl.GetSourceTimes(track, seq, s, e);
-                    AddSourceClip(track, tl.GetSourceStream(track, seq), ms, me, run, e - s,
-                                  tl.GetSourceStretchMode(track, seq));
-                }
-                return how != Whole::Copy && tl.RemoveSource(track, seq);
+                if (how != Whole::Delete)
+                    RecordWholeSource(track, seq, run);
+                return how != Whole::Copy && Tl().RemoveSource(track, seq);
             });
         }
         return true;
     });
 }
 
-bool EffectsWhole(Whole how)
+bool EffectsWhole(const QString& routine, Whole how)
 {
-    return QmTrap::Value<bool>(Module, how == Whole::Cut ? QStringLiteral("EditCutEffect")
-                                       : how == Whole::Copy ? QStringLiteral("EditCopyEffect")
-                                                            : QStringLiteral("EditDeleteEffect"),
-                               false, [how] {
+    return QmTrap::Value<bool>(Module, routine, false, [how] {
         auto& tl = Tl();
         for (int32_t track : TrackCollection) {
             WalkItems(EffectItems, track, true, [&](int16_t seq, int16_t run) {
@@ -677,28 +617,17 @@ bool EffectsWhole(Whole how)
     });
 }
 
-bool OverlayWhole(Whole how)
+bool OverlayWhole(const QString& routine, Whole how)
 {
-    return QmTrap::Value<bool>(Module, how == Whole::Cut ? QStringLiteral("EditCutOverlay")
-                                       : how == Whole::Copy ? QStringLiteral("EditCopyOverlay")
-                                                            : QStringLiteral("EditDeleteOverlay"),
-                               false, [how] {
-        auto& tl = Tl();
+    return QmTrap::Value<bool>(Module, routine, false, [how] {
         const int32_t track = OverlayTrack;
         WalkItems(SourceItems, track, true, [&](int16_t seq, int16_t run) {
             if (how != Whole::Delete) {
-                int32_t ms = 0, me = 0, s = 0, e = 0;
-                tl.GetSourceMediaTimes(track, seq, ms, me);
-                tl.GetSourceTimes(track, seq, s, e);
-                AddSourceClip(track, tl.GetSourceStream(track, seq), ms, me, run, e - s,
-                              tl.GetSourceStretchMode(track, seq));
-                AddTransitionClip(track, tl.GetTransitionName(track, seq, 20).trimmed(), e - s, KeyOf(track, seq), run);
+                const int32_t length = RecordWholeSource(track, seq, run);
+                AddTransitionClip(track, Tl().GetTransitionName(track, seq, 20).trimmed(), length, KeyOf(track, seq),
+                                  run);
             }
-            if (how == Whole::Copy)
-                return false;
-            const bool removed = tl.RemoveSource(track, seq);
-            tl.RemoveTransition(track, seq);
-            return removed;
+            return how != Whole::Copy && RemoveOverlay(track, seq);
         });
         return true;
     });
@@ -871,47 +800,47 @@ bool EditSelection(int16_t mode)
 
 bool EditCutSource()
 {
-    return SourcesWhole(Whole::Cut);
+    return SourcesWhole(QStringLiteral("EditCutSource"), Whole::Cut);
 }
 
 bool EditCopySource()
 {
-    return SourcesWhole(Whole::Copy);
+    return SourcesWhole(QStringLiteral("EditCopySource"), Whole::Copy);
 }
 
 bool EditDeleteSource()
 {
-    return SourcesWhole(Whole::Delete);
+    return SourcesWhole(QStringLiteral("EditDeleteSource"), Whole::Delete);
 }
 
 bool EditCutEffect()
 {
-    return EffectsWhole(Whole::Cut);
+    return EffectsWhole(QStringLiteral("EditCutEffect"), Whole::Cut);
 }
 
 bool EditCopyEffect()
 {
-    return EffectsWhole(Whole::Copy);
+    return EffectsWhole(QStringLiteral("EditCopyEffect"), Whole::Copy);
 }
 
 bool EditDeleteEffect()
 {
-    return EffectsWhole(Whole::Delete);
+    return EffectsWhole(QStringLiteral("EditDeleteEffect"), Whole::Delete);
 }
 
 bool EditCutOverlay()
 {
-    return OverlayWhole(Whole::Cut);
+    return OverlayWhole(QStringLiteral("EditCutOverlay"), Whole::Cut);
 }
 
 bool EditCopyOverlay()
 {
-    return OverlayWhole(Whole::Copy);
+    return OverlayWhole(QStringLiteral("EditCopyOverlay"), Whole::Copy);
 }
 
 bool EditDeleteOverlay()
 {
-    return OverlayWhole(Whole::Delete);
+    return OverlayWhole(QStringLiteral("EditDeleteOverlay"), Whole::Delete);
 }
 
 bool EditCropSource()
@@ -940,13 +869,8 @@ bool EditCropOverlay()
 {
     return QmTrap::Value<bool>(Module, QStringLiteral("EditCropOverlay"), false, [] {
         const int32_t track = OverlayTrack;
-        if (moduleTWState::IsAnySourceSelected(track)) {
-            WalkItems(SourceItems, track, false, [track](int16_t seq, int16_t) {
-                const bool removed = Tl().RemoveSource(track, seq);
-                Tl().RemoveTransition(track, seq);
-                return removed;
-            });
-        }
+        if (moduleTWState::IsAnySourceSelected(track))
+            WalkItems(SourceItems, track, false, [track](int16_t seq, int16_t) { return RemoveOverlay(track, seq); });
         return true;
     });
 }
@@ -986,12 +910,10 @@ void DropOutsideSelection()
         if (!moduleTWState::IsTrackLocked(overlay) && tl.GetTrackLink(overlay)) {
             int32_t s = 0, e = 0;
             for (int16_t seq = 0; tl.GetSourceTimes(overlay, seq, s, e);) {
-                if (!edgeInside(s, e) && (s <= a || e >= b)) {
-                    tl.RemoveSource(overlay, seq);
-                    tl.RemoveTransition(overlay, seq);
-                } else {
+                if (!edgeInside(s, e) && (s <= a || e >= b))
+                    RemoveOverlay(overlay, seq);
+                else
                     ++seq;
-                }
             }
         }
     });

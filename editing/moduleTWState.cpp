@@ -81,6 +81,34 @@ bool AnyFlag(int32_t track, int16_t (ITWTimeline::*count)(int32_t), bool (ITWTim
     return false;
 }
 
+bool AnySelectedSource(int32_t track)
+{
+    return AnyFlag(track, &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected);
+}
+
+bool AnySelectedEffect(int32_t track)
+{
+    return AnyFlag(track, &ITWTimeline::GetEffectCount, &ITWTimeline::IsEffectItemSelected);
+}
+
+// A selected source on a video track (video) or an audio track (!video).
+bool AnySelectedSourceOn(bool video)
+{
+    if (IsTimelineEmpty())
+        return false;
+    for (int32_t track : TrackCollection)
+        if (Tl().IsVideoTrack(track) == video && AnySelectedSource(track))
+            return true;
+    return false;
+}
+
+// Either handle of the selection sliders shows.
+bool SelHandleShown()
+{
+    frmTimeline* f = frmTimeline::instance();
+    return !f->imgStartSelHandle->isHidden() || !f->imgEndSelHandle->isHidden();
+}
+
 // A selected source whose timeline length is not its media length.
 bool HasResizedSelection(int32_t track)
 {
@@ -130,14 +158,14 @@ bool IsEffectSelected(int32_t track)
 bool IsAnySourceSelected(int32_t track)
 {
     return Ask(QStringLiteral("IsAnySourceSelected"), [track] {
-        return !IsTimelineEmpty() && AnyFlag(track, &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected);
+        return !IsTimelineEmpty() && AnySelectedSource(track);
     });
 }
 
 bool IsAnyEffectSelected(int32_t track)
 {
     return Ask(QStringLiteral("IsAnyEffectSelected"), [track] {
-        return !IsTimelineEmpty() && AnyFlag(track, &ITWTimeline::GetEffectCount, &ITWTimeline::IsEffectItemSelected);
+        return !IsTimelineEmpty() && AnySelectedEffect(track);
     });
 }
 
@@ -169,14 +197,7 @@ bool IsOverlayTrackEmpty()
 
 bool IsAudioSourceSelected()
 {
-    return Ask(QStringLiteral("IsAudioSourceSelected"), [] {
-        if (IsTimelineEmpty())
-            return false;
-        for (int32_t track : TrackCollection)
-            if (!Tl().IsVideoTrack(track) && AnyFlag(track, &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected))
-                return true;
-        return false;
-    });
+    return Ask(QStringLiteral("IsAudioSourceSelected"), [] { return AnySelectedSourceOn(false); });
 }
 
 bool IsAudioSourceSelected(int audioTrack)
@@ -184,20 +205,13 @@ bool IsAudioSourceSelected(int audioTrack)
     return Ask(QStringLiteral("IsAudioSourceSelected"), [audioTrack] {
         const int item = VideoRows() + audioTrack;
         return !IsTimelineEmpty() && item <= TrackCollection.Count()
-               && AnyFlag(TrackCollection.Item(item), &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected);
+               && AnySelectedSource(TrackCollection.Item(item));
     });
 }
 
 bool IsVideoSourceSelected()
 {
-    return Ask(QStringLiteral("IsVideoSourceSelected"), [] {
-        if (IsTimelineEmpty())
-            return false;
-        for (int32_t track : TrackCollection)
-            if (Tl().IsVideoTrack(track) && AnyFlag(track, &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected))
-                return true;
-        return false;
-    });
+    return Ask(QStringLiteral("IsVideoSourceSelected"), [] { return AnySelectedSourceOn(true); });
 }
 
 bool IsOverlaySourceSelected()
@@ -215,14 +229,12 @@ bool IsEditingValid()
         if (!moduleTimeline::SelSlidersVisible()) {
             for (int i = 1; i <= TrackCollection.Count(); ++i) {
                 const int32_t track = TrackCollection.Item(i);
-                if (!IsTrackLocked(track) && AnyFlag(track, &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected))
+                if (!IsTrackLocked(track) && AnySelectedSource(track))
                     return true;
-                if (i <= videoRows && !IsEffectLocked(track)
-                    && AnyFlag(track, &ITWTimeline::GetEffectCount, &ITWTimeline::IsEffectItemSelected))
+                if (i <= videoRows && !IsEffectLocked(track) && AnySelectedEffect(track))
                     return true;
             }
-            return !IsTrackLocked(OverlayTrack)
-                   && AnyFlag(OverlayTrack, &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected);
+            return !IsTrackLocked(OverlayTrack) && AnySelectedSource(OverlayTrack);
         }
         const int32_t edges[] = {moduleTimeline::SelectionEdge(true), moduleTimeline::SelectionEdge(false)};
         for (int32_t track : TrackCollection) {
@@ -242,8 +254,7 @@ bool IsEditingValid()
 bool IsRestoreSizeValid()
 {
     return Ask(QStringLiteral("IsRestoreSizeValid"), [] {
-        frmTimeline* f = frmTimeline::instance();
-        if (IsTimelineEmpty() || !f->imgStartSelHandle->isHidden() || !f->imgEndSelHandle->isHidden())
+        if (IsTimelineEmpty() || SelHandleShown())
             return false;
         for (int32_t track : TrackCollection)
             if (!IsTrackLocked(track) && HasResizedSelection(track))
@@ -255,11 +266,8 @@ bool IsRestoreSizeValid()
 bool IsSetOverlayTransparencyValid()
 {
     return Ask(QStringLiteral("IsSetOverlayTransparencyValid"), [] {
-        frmTimeline* f = frmTimeline::instance();
-        if (IsTimelineEmpty() || !f->imgStartSelHandle->isHidden() || !f->imgEndSelHandle->isHidden())
-            return false;
-        return !IsTrackLocked(OverlayTrack)
-               && AnyFlag(OverlayTrack, &ITWTimeline::GetSourceCount, &ITWTimeline::IsSourceSelected);
+        return !IsTimelineEmpty() && !SelHandleShown() && !IsTrackLocked(OverlayTrack)
+               && AnySelectedSource(OverlayTrack);
     });
 }
 

@@ -1176,50 +1176,28 @@ private:
         return true;
     }
 
-    bool ShiftSourcesFromPos(int32_t position, int32_t h)
+    // The gap after the item that ends exactly at the position closes.
+    template <class I>
+    static bool CloseGapAfter(std::vector<I>& v, int32_t position, const char* what)
     {
-        const int n = GetSourceCount(h);
+        const int n = static_cast<int>(v.size());
         for (int i = 0; i <= n - 2; ++i) {
             int32_t s = 0, e = 0, ns = 0, ne = 0;
-            GetSourceTimes(h, i, s, e);
+            TimesOf(v, i, s, e);
             if (e != position)
                 continue;
-            GetSourceTimes(h, i + 1, ns, ne);
+            TimesOf(v, i + 1, ns, ne);
             if (ns != position)
-                Hit(QStringLiteral("paste closes a gap after a source"));
-            return ShiftSources(h, i + 1, -(ns - position));
+                Hit(QStringLiteral("paste closes a gap after %1").arg(QLatin1String(what)));
+            return ShiftFrom(v, i + 1, -(ns - position));
         }
         return true;
     }
-    bool ShiftEffectsFromPos(int32_t position, int32_t h)
-    {
-        const int n = GetEffectCount(h);
-        for (int i = 0; i <= n - 2; ++i) {
-            int32_t s = 0, e = 0, ns = 0, ne = 0;
-            GetEffectTimes(h, i, s, e);
-            if (e != position)
-                continue;
-            GetEffectTimes(h, i + 1, ns, ne);
-            if (ns != position)
-                Hit(QStringLiteral("paste closes a gap after an effect"));
-            return ShiftEffects(h, i + 1, -(ns - position));
-        }
-        return true;
-    }
+    bool ShiftSourcesFromPos(int32_t position, int32_t h) { return CloseGapAfter(L(h).sources, position, "a source"); }
+    bool ShiftEffectsFromPos(int32_t position, int32_t h) { return CloseGapAfter(L(h).effects, position, "an effect"); }
     bool ShiftTransitionsFromPos(int32_t position, int32_t h)
     {
-        const int n = GetTransitionCount(h);
-        for (int i = 0; i <= n - 2; ++i) {
-            int32_t s = 0, e = 0, ns = 0, ne = 0;
-            GetTransitionTimes(h, i, s, e);
-            if (e != position)
-                continue;
-            GetTransitionTimes(h, i + 1, ns, ne);
-            if (ns != position)
-                Hit(QStringLiteral("paste closes a gap after a transition"));
-            return ShiftTransitions(h, i + 1, -(ns - position));
-        }
-        return true;
+        return CloseGapAfter(L(h).transitions, position, "a transition");
     }
 
     // Where the position falls among a track's sources (or effects): the item before
