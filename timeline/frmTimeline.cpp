@@ -58,15 +58,10 @@ constexpr int kDividerLeftLimit = 500 / 15;
 const QColor kSliderColor(0xc5, 0x30, 0x30);
 const QColor kSelectionColor(0x2b, 0x6c, 0xb0);
 
-QLabel* StatusHint()
-{
-    return mdiTarnwick::exists() ? mdiTarnwick::instance()->StatusPanel(QStringLiteral("sbr_1")) : nullptr;
-}
-
 void SayInStatus(const QString& text)
 {
-    if (QLabel* hint = StatusHint())
-        hint->setText(text);
+    if (mdiTarnwick::exists())
+        mdiTarnwick::instance()->SetStatusText(text);
 }
 
 // The trap's name for an event of a row, with its values.
@@ -325,8 +320,6 @@ void frmTimeline::ConnectOptionBoxes()
     };
     const QString link = QStringLiteral("LINK"), lock = QStringLiteral("LOCK"), blank = QStringLiteral("BLANK");
     const QString disable = QStringLiteral("DISABLE"), disableAudio = QStringLiteral("DISABLE_AUDIO");
-    auto videoTrack = [](int i) { return TrackCollection.Item(i + 1); };
-    auto audioTrack = [this](int i) { return TrackCollection.Item(static_cast<int>(picVideo.size()) + i + 1); };
 
     auto linkChanged = [](int32_t track, bool value, bool renderBars) {
         Eng<ITWTimeline>().SetTrackLink(track, value);
@@ -335,8 +328,8 @@ void frmTimeline::ConnectOptionBoxes()
             RenderAllBars();
         RenderAllSelections();
     };
-    wire(chkLinkVideo, imgLinkVideo, link, blank, [=](int i, bool v) { linkChanged(videoTrack(i), v, true); });
-    wire(chkLinkAudio, imgLinkAudio, link, blank, [=](int i, bool v) { linkChanged(audioTrack(i), v, true); });
+    wire(chkLinkVideo, imgLinkVideo, link, blank, [=](int i, bool v) { linkChanged(VideoTrackOf(i), v, true); });
+    wire(chkLinkAudio, imgLinkAudio, link, blank, [=](int i, bool v) { linkChanged(AudioTrackOf(i), v, true); });
     wire(chkLinkOverlay, imgLinkOverlay, link, blank, [=](int, bool v) { linkChanged(OverlayTrack, v, false); });
     wire(chkLinkEffect, imgLinkEffect, link, blank, [](int, bool) {
         ShowOrHideTrackSelections();
@@ -364,9 +357,9 @@ void frmTimeline::ConnectOptionBoxes()
     // The disable box shows BLANK when on. The engine enables effects where the box
     // disables them, so the effect row's sense is turned round.
     wire(chkDisableVideo, imgDisableVideo, blank, disable,
-         [=](int i, bool v) { Eng<ITWTimeline>().SetTrackDisabled(videoTrack(i), v); });
+         [=](int i, bool v) { Eng<ITWTimeline>().SetTrackDisabled(VideoTrackOf(i), v); });
     wire(chkDisableAudio, imgDisableAudio, blank, disableAudio,
-         [=](int i, bool v) { Eng<ITWTimeline>().SetTrackDisabled(audioTrack(i), v); });
+         [=](int i, bool v) { Eng<ITWTimeline>().SetTrackDisabled(AudioTrackOf(i), v); });
     wire(chkDisableOverlay, imgDisableOverlay, blank, disable,
          [](int, bool v) { Eng<ITWTimeline>().SetTrackDisabled(OverlayTrack, v); });
     wire(chkDisableEffect, imgDisableEffect, blank, disable, [](int, bool v) { Eng<ITWTimeline>().SetEffectsEnabled(!v); });
@@ -701,13 +694,13 @@ int32_t frmTimeline::TrackOf(const Row& row) const
     switch (row.kind) {
     case RowKind::Video:
     case RowKind::Effect:
-        return TrackCollection.Item(row.index + 1);
+        return VideoTrackOf(row.index);
     case RowKind::Overlay:
         return OverlayTrack;
     case RowKind::Audio:
         break;
     }
-    return TrackCollection.Item(static_cast<int>(picVideo.size()) + row.index + 1);
+    return AudioTrackOf(row.index);
 }
 
 bool frmTimeline::HoverRow(const Row& row, int x, int y)
@@ -1051,13 +1044,11 @@ void frmTimeline::Handle_MouseMove(QmImageBox* handle, Qt::MouseButtons buttons,
                 return scroll(goingRight);
             tmTimeline->stop();
             handle->move(newLeft, handle->y());
-            PlaceSliderLine(picSlider, handle);
-            imgScaleSlider->move(handle->x() + 5, imgScaleSlider->y());
-            const QString text = moduleUtilities::MilliSecondsToTimetypeAsString(
-                PixelsToMs(imgScaleSlider->x() + hsb->value() * TickSpacing));
-            if (mdiTarnwick::exists())
-                mdiTarnwick::instance()->StatusPanel(QStringLiteral("SLIDER_POS"))->setText(text);
+            PlaceHandleLines(handle, picSlider, imgScaleSlider);
             SliderPosition = GetSliderPosition();
+            if (mdiTarnwick::exists())
+                mdiTarnwick::instance()->StatusPanel(QStringLiteral("SLIDER_POS"))
+                    ->setText(moduleUtilities::MilliSecondsToTimetypeAsString(SliderPosition));
             ModuleTWPreview::OnSliderMove();
             return;
         }
@@ -1103,8 +1094,8 @@ void frmTimeline::Handle_MouseMove(QmImageBox* handle, Qt::MouseButtons buttons,
                 handle->move(newLeft, handle->y());
             }
         }
-        PlaceSliderLine(start ? picStartSelSlider : picEndSelSlider, handle);
-        (start ? imgStartSelSlider : imgEndSelSlider)->move(handle->x() + 5, 0);
+        PlaceHandleLines(handle, start ? picStartSelSlider : picEndSelSlider,
+                         start ? imgStartSelSlider : imgEndSelSlider);
         RenderScale();
         RenderAllSelections();
         QSlider* seek = frmPreview::instance()->sldSeekBar;
@@ -1128,12 +1119,10 @@ void frmTimeline::Handle_MouseUp(QmImageBox* handle, Qt::MouseButton button)
         DraggingSlider = false;
     } else if (handle == imgStartSelHandle) {
         DraggingStart = false;
-        if (mdiTarnwick::exists())
-            mdiTarnwick::instance()->EnableOrDisableMenuItems();
+        MenuUpdate();
     } else {
         DraggingEnd = false;
-        if (mdiTarnwick::exists())
-            mdiTarnwick::instance()->EnableOrDisableMenuItems();
+        MenuUpdate();
         QSlider* seek = frmPreview::instance()->sldSeekBar;
         seek->setMinimum(SelStartPosition);
         seek->setMaximum(SelEndPosition);
@@ -1166,8 +1155,7 @@ void frmTimeline::tvwTimeline_NodeClick(QTreeWidgetItem* node)
         } else {
             tl.SetSourceSelected(ModuleTreeView::TagOf(trackNode), seq, true);
         }
-        if (mdiTarnwick::exists())
-            mdiTarnwick::instance()->EnableOrDisableMenuItems();
+        MenuUpdate();
         RenderAllBars();
     });
 }
@@ -1232,6 +1220,6 @@ void frmTimeline::Bookmark_MouseMove(int index, Qt::MouseButtons buttons, int x,
                     marker->move(left, marker->y());
                     if (index < moduleBookmarks::BookmarkTimes.size())
                         moduleBookmarks::BookmarkTimes[index] =
-                            PixelsToMs(left + hsb->value() * TickSpacing + moduleBookmarks::MarkerOffset);
+                            TimeAt(left + moduleBookmarks::MarkerOffset);
                 });
 }

@@ -10,7 +10,6 @@
 #include "timeline/moduleTimeline.h"
 
 #include <QLabel>
-#include <QScrollBar>
 
 using namespace QmShared;
 using namespace moduleScaleRenderer;
@@ -23,7 +22,7 @@ const QString kModule = QStringLiteral("moduleBookmarks");
 
 int LeftOf(int32_t time)
 {
-    return MsToPixels(time) - frmTimeline::instance()->hsb->value() * TickSpacing - MarkerOffset;
+    return moduleTimeline::PixelAt(time) - MarkerOffset;
 }
 
 } // namespace

@@ -64,21 +64,6 @@ bool Created(int32_t handle)
     return false;
 }
 
-int32_t VideoTrackOf(int index)
-{
-    return TrackCollection.Item(index + 1);
-}
-
-int32_t AudioTrackOf(int index)
-{
-    return TrackCollection.Item(static_cast<int>(Form()->picVideo.size()) + index + 1);
-}
-
-bool Checked(const QCheckBox* box)
-{
-    return box->isChecked();
-}
-
 void SetStatus(const QString& key, const QString& text)
 {
     if (mdiTarnwick::exists())
@@ -286,22 +271,12 @@ void PaintBars(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool
     }
 }
 
-void Fills(bool locked, int32_t fill, int32_t shadow, int32_t& outFill, int32_t& outShadow)
+// A row's bars in its own colours, or in the button colours while its lock box is set.
+void RenderRow(void (*render)(QmPicture*, int32_t, int32_t, int32_t, bool), QmPicture* pic, int32_t track,
+               const QCheckBox* lock, int32_t fill, int32_t shadow)
 {
-    outFill = locked ? QmColors::ButtonFace : fill;
-    outShadow = locked ? QmColors::ButtonShadow : shadow;
-}
-
-// Places a selection line over the rows, or hides it out of view.
-void PlaceSelLine(QWidget* handle, QWidget* lineOverRows, QWidget* lineOnScale)
-{
-    PlaceSliderLine(lineOverRows, handle);
-    lineOnScale->move(handle->x() + 5, lineOnScale->y());
-}
-
-QCheckBox* Box(const QList<QCheckBox*>& boxes, int index)
-{
-    return boxes[index];
+    const bool locked = lock->isChecked();
+    render(pic, track, locked ? QmColors::ButtonFace : fill, locked ? QmColors::ButtonShadow : shadow, locked);
 }
 
 // The option boxes of one row as ReInitLinkLockDisable and UpdateTrackOptions set them.
@@ -372,9 +347,24 @@ void InitTimeline()
     });
 }
 
+int32_t VideoTrackOf(int index)
+{
+    return TrackCollection.Item(index + 1);
+}
+
+int32_t AudioTrackOf(int index)
+{
+    return TrackCollection.Item(static_cast<int>(Form()->picVideo.size()) + index + 1);
+}
+
 int32_t TimeAt(int32_t x)
 {
     return PixelsToMs(x + Form()->hsb->value() * TickSpacing);
+}
+
+int32_t PixelAt(int32_t ms)
+{
+    return MsToPixels(ms) - Form()->hsb->value() * TickSpacing;
 }
 
 QString GetMediaFileName(int32_t file)
@@ -548,12 +538,8 @@ void RenderEffectBar(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow
 void RenderEffectBars()
 {
     frmTimeline* f = Form();
-    for (int i = 0; i < f->picEffect.size() && i < TrackCollection.Count(); ++i) {
-        const bool locked = Checked(Box(f->chkLockEffect, i));
-        int32_t fill = 0, shadow = 0;
-        Fills(locked, EffectBarFill, kEffectShadow, fill, shadow);
-        RenderEffectBar(f->picEffect[i], VideoTrackOf(i), fill, shadow, locked);
-    }
+    for (int i = 0; i < f->picEffect.size() && i < TrackCollection.Count(); ++i)
+        RenderRow(RenderEffectBar, f->picEffect[i], VideoTrackOf(i), f->chkLockEffect[i], EffectBarFill, kEffectShadow);
 }
 
 void RenderAllBars()
@@ -562,21 +548,12 @@ void RenderAllBars()
         frmTimeline* f = Form();
         if (TrackCollection.Count() == 0)
             return; // no tracks yet: nothing to draw
-        int32_t fill = 0, shadow = 0;
-        for (int i = 0; i < f->picVideo.size(); ++i) {
-            const bool locked = Checked(Box(f->chkLockVideo, i));
-            Fills(locked, VideoBarFill, kVideoShadow, fill, shadow);
-            RenderBar(f->picVideo[i], VideoTrackOf(i), fill, shadow, locked);
-        }
-        for (int i = 0; i < f->picAudio.size(); ++i) {
-            const bool locked = Checked(Box(f->chkLockAudio, i));
-            Fills(locked, AudioBarFill, kAudioShadow, fill, shadow);
-            RenderBar(f->picAudio[i], AudioTrackOf(i), fill, shadow, locked);
-        }
+        for (int i = 0; i < f->picVideo.size(); ++i)
+            RenderRow(RenderBar, f->picVideo[i], VideoTrackOf(i), f->chkLockVideo[i], VideoBarFill, kVideoShadow);
+        for (int i = 0; i < f->picAudio.size(); ++i)
+            RenderRow(RenderBar, f->picAudio[i], AudioTrackOf(i), f->chkLockAudio[i], AudioBarFill, kAudioShadow);
         RenderEffectBars();
-        const bool locked = Checked(Box(f->chkLockOverlay, 0));
-        Fills(locked, OverlayBarFill, kOverlayShadow, fill, shadow);
-        RenderBar(f->picOverlay[0], OverlayTrack, fill, shadow, locked);
+        RenderRow(RenderBar, f->picOverlay[0], OverlayTrack, f->chkLockOverlay[0], OverlayBarFill, kOverlayShadow);
     });
 }
 
@@ -588,6 +565,12 @@ void AddColorToBars()
 void PlaceSliderLine(QWidget* line, QWidget* handle)
 {
     line->move(Form()->lblHighlight->x() + handle->x() + 5, line->y());
+}
+
+void PlaceHandleLines(QWidget* handle, QWidget* lineOverRows, QWidget* lineOnScale)
+{
+    PlaceSliderLine(lineOverRows, handle);
+    lineOnScale->move(handle->x() + 5, lineOnScale->y());
 }
 
 int32_t LinePixel(const QWidget* line)
@@ -604,7 +587,7 @@ void SetSliderPosition(int32_t pos, bool scroll)
 {
     QmTrap::Run(kModule, QStringLiteral("SetSliderPosition"), [&] {
         frmTimeline* f = Form();
-        const int32_t x = MsToPixels(pos) - f->hsb->value() * TickSpacing;
+        const int32_t x = PixelAt(pos);
         f->imgScaleSlider->move(x, f->imgScaleSlider->y());
         f->imgSliderHandle->move(x - 5, f->imgSliderHandle->y());
         PlaceSliderLine(f->picSlider, f->imgSliderHandle);
@@ -639,9 +622,9 @@ void SetSelSliderPosition(int32_t pos, bool isStart)
         QWidget* handle = isStart ? f->imgStartSelHandle : f->imgEndSelHandle;
         QWidget* overRows = isStart ? f->picStartSelSlider : f->picEndSelSlider;
         QWidget* onScale = isStart ? f->imgStartSelSlider : f->imgEndSelSlider;
-        const int32_t x = MsToPixels(pos) - f->hsb->value() * TickSpacing;
+        const int32_t x = PixelAt(pos);
         handle->move(x - 5, handle->y());
-        PlaceSelLine(handle, overRows, onScale);
+        PlaceHandleLines(handle, overRows, onScale);
         if (handle->isHidden())
             return;
         overRows->setVisible(!(handle->x() < 0 || handle->x() > f->picScale->ScaleWidth()));
@@ -714,7 +697,7 @@ void ToggleSelSliders()
             ShowSelSliders(false);
         } else {
             if (f->picSlider->isHidden())
-                SetSliderPosition(PixelsToMs(f->hsb->value() * TickSpacing), false);
+                SetSliderPosition(TimeAt(0), false); // at the view's left edge
             const int32_t pos = GetSliderPosition();
             SetSelSliderPosition(pos, true);
             SetSelSliderPosition(pos + PixelsToMs(100), false);

@@ -25,8 +25,16 @@ inline int32_t OverlayTrackNode = 0;
 // the working folder; sets up the scale, the sliders and the markers.
 void InitTimeline();
 
+// The engine tracks of the rows, index 0 upward: the video tracks come first in
+// TrackCollection, the audio tracks after them.
+int32_t VideoTrackOf(int index);
+int32_t AudioTrackOf(int index);
+
 // The time under pixel x of a row or the scale, in ms.
 int32_t TimeAt(int32_t x);
+// The other way: the pixel of a row or the scale where time ms stands, left of 0 or
+// past the width when out of view.
+int32_t PixelAt(int32_t ms);
 // The name, without folder, of an open file; "" when there is none.
 QString GetMediaFileName(int32_t file);
 // The same for the file of a source's stream.
@@ -74,6 +82,8 @@ void RenderAllSelections();
 bool SelSlidersVisible();
 // Places the main slider's line over the rows from its handle.
 void PlaceSliderLine(QWidget* line, QWidget* handle);
+// Places both lines of a handle, over the rows and on the scale, at its point.
+void PlaceHandleLines(QWidget* handle, QWidget* lineOverRows, QWidget* lineOnScale);
 // The timeline pixel where a line over the rows stands (counted from where the rows'
 // pictures begin, plus the view's left edge).
 int32_t LinePixel(const QWidget* line);

@@ -88,8 +88,8 @@ void OnEditAddToTimelineClick()
             if (IsTimelineEmpty()) {
                 seek->setMaximum(10);
                 ModuleTWPreview::OnCmdStopClick();
-            } else if (GetTimelineDuration() > seek->minimum())
-                seek->setMaximum(GetTimelineDuration());
+            } else if (const int32_t duration = GetTimelineDuration(); duration > seek->minimum())
+                seek->setMaximum(duration);
             UpdateTrackOptions();
             ModuleTWPreview::UpdatePreview();
             SyncOverlayTransitions();
