@@ -132,19 +132,23 @@ int main(int argc, char* argv[])
                 "clock, drift %+.0f ms\n",
                 shown, due, 100.0 * shown / due, position, played, position - played);
 
+    // The time from an action to the next frame on the surface, 2 s at most.
+    auto untilFrame = [&](auto&& action) {
+        const int before = surface.presented;
+        timer.restart();
+        action();
+        while (surface.presented == before && timer.elapsed() < 2000)
+            QThread::usleep(100);
+        return QmBench::Ms(timer);
+    };
+
     // Seeks while stopped.
     preview.Stop();
     std::mt19937 random(7);
     std::uniform_int_distribution<int32_t> anywhere(0, kSeconds * 1000 - 1);
     std::vector<double> seeks;
-    for (int i = 0; i < 50; ++i) {
-        const int before = surface.presented;
-        timer.restart();
-        preview.Seek(anywhere(random));
-        while (surface.presented == before && timer.elapsed() < 2000)
-            QThread::usleep(100);
-        seeks.push_back(QmBench::Ms(timer));
-    }
+    for (int i = 0; i < 50; ++i)
+        seeks.push_back(untilFrame([&] { preview.Seek(anywhere(random)); }));
     std::sort(seeks.begin(), seeks.end());
     std::printf("seek to frame:      median %.1f ms of 50 (slowest %.1f ms); aim under 50 ms\n", seeks[seeks.size() / 2],
                 seeks.back());
@@ -153,12 +157,7 @@ int main(int argc, char* argv[])
     std::vector<double> refreshes;
     for (int i = 0; i < 20; ++i) {
         tl.SetSourceTimes(overlay, 0, 0, kSeconds * 1000 - 1000 * (i % 2));
-        const int before = surface.presented;
-        timer.restart();
-        preview.RefreshPreview();
-        while (surface.presented == before && timer.elapsed() < 2000)
-            QThread::usleep(100);
-        refreshes.push_back(QmBench::Ms(timer));
+        refreshes.push_back(untilFrame([&] { preview.RefreshPreview(); }));
     }
     std::sort(refreshes.begin(), refreshes.end());
     std::printf("edit to new frame:  median %.1f ms of 20 (slowest %.1f ms)\n", refreshes[refreshes.size() / 2],

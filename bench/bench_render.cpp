@@ -32,12 +32,11 @@ using namespace QmShared;
 
 namespace {
 
-int32_t Stream(const char* name, int index = 0)
+int32_t Stream(const char* name)
 {
-    auto& root = Eng<ITWCoreRoot>();
-    const int32_t file = root.OpenFile(QStringLiteral(QM_FIXTURE_DIR "/") + QLatin1String(name));
+    const int32_t file = Eng<ITWCoreRoot>().OpenFile(QStringLiteral(QM_FIXTURE_DIR "/") + QLatin1String(name));
     FileCollection.Add(file);
-    return Eng<ITWMediaFiles>().OpenStream(file, static_cast<int16_t>(index));
+    return Eng<ITWMediaFiles>().OpenStream(file, 0);
 }
 
 template <class F>

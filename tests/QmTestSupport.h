@@ -2,11 +2,19 @@
 
 // What Quillmont's widget tests share: every folder the program writes to points
 // into a temporary folder, message boxes, dialogues and modal forms answer from the
-// script, and a box nobody expected fails the test instead of waiting.
+// script, and a box nobody expected fails the test instead of waiting. Also the main
+// window, tracks and fixture streams the widget tests start from.
 #include "core/QmScript.h"
 #include "core/QmShared.h"
+#include "engine/CreateObject.h"
+#include "engine/ITWCoreRoot.h"
+#include "engine/ITWMediaFiles.h"
+#include "engine/ITWTimeline.h"
+#include "media/moduleTarnwick.h"
+#include "shell/mdiTarnwick.h"
 
 #include <QApplication>
+#include <QMap>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
@@ -53,6 +61,60 @@ inline QStringList TakeMessageTexts()
     for (const QmScript::ShownMessage& shown : QmScript::TakeMessages())
         texts << shown.text;
     return texts;
+}
+
+inline mdiTarnwick* Main()
+{
+    return mdiTarnwick::instance();
+}
+
+inline ITWTimeline& Tl()
+{
+    return QmShared::Eng<ITWTimeline>();
+}
+
+// The three tracks of TrackCollection, in the order the program makes them.
+inline int32_t Video()
+{
+    return QmShared::TrackCollection.Item(1);
+}
+
+inline int32_t Audio1()
+{
+    return QmShared::TrackCollection.Item(2);
+}
+
+inline int32_t Audio2()
+{
+    return QmShared::TrackCollection.Item(3);
+}
+
+// The fixture's first stream, opened once per test program; 0 when the file won't open.
+inline int32_t Stream(const char* fixture)
+{
+    static QMap<QString, int32_t> streams;
+    const QString name = QString::fromLatin1(fixture);
+    if (!streams.contains(name)) {
+        const int32_t file = QmShared::Eng<ITWCoreRoot>().OpenFile(Fixture(name));
+        streams[name] = file ? QmShared::Eng<ITWMediaFiles>().OpenStream(file, 0) : 0;
+    }
+    return streams[name];
+}
+
+// The engine, the program's modules and the main window shown at the given size, as the
+// widget tests start. False, with the failure recorded, when any of it does not come up.
+inline bool StartMainWindow(int width, int height)
+{
+    // The checks return from the lambda only, so that the caller can stop as well.
+    [&] {
+        QmShared::Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
+        QVERIFY(moduleTarnwick::Init());
+        Main()->Load();
+        Main()->resize(width, height);
+        Main()->show();
+        QVERIFY(QTest::qWaitForWindowExposed(Main()));
+    }();
+    return !QTest::currentTestFailed();
 }
 
 } // namespace QmTest

@@ -36,22 +36,14 @@
 
 using namespace QmShared;
 using namespace moduleTimeline;
+using QmTest::Main;
+using QmTest::Tl;
 
 namespace {
-
-mdiTarnwick* Main()
-{
-    return mdiTarnwick::instance();
-}
 
 frmTimeline* Form()
 {
     return frmTimeline::instance();
-}
-
-ITWTimeline& Tl()
-{
-    return Eng<ITWTimeline>();
 }
 
 int32_t Track(int item)
@@ -221,12 +213,8 @@ void TestAdding::initTestCase()
     QmTrap::SetReporter([this](const QString& module, const QString& function, const QmError& error) {
         m_reported << module + u'.' + function + QStringLiteral(": ") + error.Description();
     });
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    QVERIFY(moduleTarnwick::Init());
-    Main()->Load();
-    Main()->resize(1600, 900);
-    Main()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(Main()));
+    if (!QmTest::StartMainWindow(1600, 900))
+        return;
     QVERIFY2(Form()->picScale->ScaleWidth() > 800, "the tests press up to 8 s in");
     QVERIFY(Form()->picVideo[0]->height() > 24); // room above and below the resize corner
 

@@ -25,28 +25,12 @@
 
 using namespace QmShared;
 using namespace moduleEdit;
+using QmTest::Audio1;
+using QmTest::Audio2;
+using QmTest::Tl;
+using QmTest::Video;
 
 namespace {
-
-ITWTimeline& Tl()
-{
-    return Eng<ITWTimeline>();
-}
-
-int32_t Video()
-{
-    return TrackCollection.Item(1);
-}
-
-int32_t Audio1()
-{
-    return TrackCollection.Item(2);
-}
-
-int32_t Audio2()
-{
-    return TrackCollection.Item(3);
-}
 
 // A track's sources as "start-stop[mediaStart-mediaStop]", in list order.
 QString Sources(int32_t track)

@@ -27,6 +27,7 @@
 
 using namespace QmShared;
 using namespace ModuleHistory;
+using QmTest::Tl;
 
 namespace {
 
@@ -51,11 +52,6 @@ struct Snapshot
     QList<Key> keys;
     bool operator==(const Snapshot&) const = default;
 };
-
-ITWTimeline& Tl()
-{
-    return Eng<ITWTimeline>();
-}
 
 Snapshot Take()
 {

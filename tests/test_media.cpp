@@ -34,13 +34,9 @@
 #include <QToolButton>
 
 using namespace QmShared;
+using QmTest::Main;
 
 namespace {
-
-mdiTarnwick* Main()
-{
-    return mdiTarnwick::instance();
-}
 
 frmMediaList* Form()
 {
@@ -266,12 +262,8 @@ void TestMedia::initTestCase()
                           error.Description();
     });
 
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    QVERIFY(moduleTarnwick::Init());
-    Main()->Load();
-    Main()->resize(1200, 800);
-    Main()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(Main()));
+    if (!QmTest::StartMainWindow(1200, 800))
+        return;
     m_watch = new ProgressWatch(Main()->pbarMain());
     QCOMPARE(TrackCollection.Count(), 3);
     QVERIFY(OverlayTrack != 0);

@@ -41,13 +41,10 @@
 
 using namespace QmShared;
 using namespace ModuleTWPreview;
+using QmTest::Stream;
+using QmTest::Tl;
 
 namespace {
-
-ITWTimeline& Tl()
-{
-    return Eng<ITWTimeline>();
-}
 
 ITWPreview& Player()
 {
@@ -114,7 +111,6 @@ private slots:
 
 private:
     int32_t m_redGreen = 0, m_blue = 0, m_red = 0, m_sine = 0;
-    int32_t Stream(const char* name);
     void Lay(int32_t track, int32_t stream, int32_t start = -1);
 };
 
@@ -131,12 +127,6 @@ void TestPreview::initTestCase()
     m_red = Stream("red.avi");           // 2 s
     m_sine = Stream("sine440.wav");
     QVERIFY(m_redGreen && m_blue && m_red && m_sine);
-}
-
-int32_t TestPreview::Stream(const char* name)
-{
-    const int32_t file = Eng<ITWCoreRoot>().OpenFile(QmTest::Fixture(QLatin1String(name)));
-    return Eng<ITWMediaFiles>().OpenStream(file, 0);
 }
 
 void TestPreview::Lay(int32_t track, int32_t stream, int32_t start)

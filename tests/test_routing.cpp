@@ -34,48 +34,18 @@
 
 using namespace QmShared;
 using namespace moduleTWState;
+using QmTest::Audio1;
+using QmTest::Audio2;
+using QmTest::Main;
+using QmTest::Stream;
+using QmTest::Tl;
+using QmTest::Video;
 
 namespace {
-
-mdiTarnwick* Main()
-{
-    return mdiTarnwick::instance();
-}
 
 frmTimeline* Form()
 {
     return frmTimeline::instance();
-}
-
-ITWTimeline& Tl()
-{
-    return Eng<ITWTimeline>();
-}
-
-int32_t Video()
-{
-    return TrackCollection.Item(1);
-}
-
-int32_t Audio1()
-{
-    return TrackCollection.Item(2);
-}
-
-int32_t Audio2()
-{
-    return TrackCollection.Item(3);
-}
-
-int32_t Stream(const char* fixture)
-{
-    static QMap<QString, int32_t> streams;
-    const QString name = QString::fromLatin1(fixture);
-    if (!streams.contains(name)) {
-        const int32_t file = Eng<ITWCoreRoot>().OpenFile(QmTest::Fixture(name));
-        streams[name] = file ? Eng<ITWMediaFiles>().OpenStream(file, 0) : 0;
-    }
-    return streams[name];
 }
 
 // The fixture's first stream as the track's last source: at its own length from start,
@@ -477,12 +447,7 @@ private:
 
 void TestRouting::initTestCase()
 {
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    QVERIFY(moduleTarnwick::Init());
-    Main()->Load();
-    Main()->resize(1200, 800);
-    Main()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(Main()));
+    QmTest::StartMainWindow(1200, 800);
 }
 
 void TestRouting::init()

@@ -26,6 +26,7 @@
 #include <QToolBar>
 
 using namespace QmShared;
+using QmTest::Main;
 
 namespace {
 
@@ -146,11 +147,6 @@ void Dump(const QMenu* menu, int depth, QStringList& lines)
     }
 }
 
-mdiTarnwick* Main()
-{
-    return mdiTarnwick::instance();
-}
-
 QRect Geometry(QWidget* panel)
 {
     return Main()->PanelWindow(panel)->geometry();
@@ -188,12 +184,7 @@ private:
 
 void TestShell::initTestCase()
 {
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    QVERIFY(moduleTarnwick::Init());
-    Main()->Load();
-    Main()->resize(1200, 800);
-    Main()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(Main()));
+    QmTest::StartMainWindow(1200, 800);
 }
 
 void TestShell::cleanup()

@@ -38,32 +38,17 @@
 using namespace QmShared;
 using namespace moduleTimeline;
 using namespace moduleScaleRenderer;
+using QmTest::Audio1;
+using QmTest::Audio2;
+using QmTest::Stream;
+using QmTest::Tl;
+using QmTest::Video;
 
 namespace {
 
 frmTimeline* Form()
 {
     return frmTimeline::instance();
-}
-
-ITWTimeline& Tl()
-{
-    return Eng<ITWTimeline>();
-}
-
-int32_t VideoTrack()
-{
-    return TrackCollection.Item(1);
-}
-
-int32_t Audio1()
-{
-    return TrackCollection.Item(2);
-}
-
-int32_t Audio2()
-{
-    return TrackCollection.Item(3);
 }
 
 // What the engine keeps and no interface reads back: disable flags, the effects switch
@@ -86,17 +71,6 @@ QSlider* SeekBar()
 QLabel* Panel(const char* key)
 {
     return mdiTarnwick::instance()->StatusPanel(QString::fromLatin1(key));
-}
-
-int32_t Stream(const char* fixture)
-{
-    static QMap<QString, int32_t> streams;
-    const QString name = QString::fromLatin1(fixture);
-    if (!streams.contains(name)) {
-        const int32_t file = Eng<ITWCoreRoot>().OpenFile(QmTest::Fixture(name));
-        streams[name] = file ? Eng<ITWMediaFiles>().OpenStream(file, 0) : 0;
-    }
-    return streams[name];
 }
 
 // The fixture's first stream as the track's last source, from start to stop.
@@ -246,12 +220,8 @@ private:
 
 void TestTimeline::initTestCase()
 {
-    Engine = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    QVERIFY(moduleTarnwick::Init());
-    mdiTarnwick::instance()->Load();
-    mdiTarnwick::instance()->resize(1200, 800);
-    mdiTarnwick::instance()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(mdiTarnwick::instance()));
+    if (!QmTest::StartMainWindow(1200, 800))
+        return;
     QVERIFY(Form()->picScale->ScaleWidth() > 400);
 }
 
@@ -264,7 +234,7 @@ void TestTimeline::init()
     f->tmTimeline->stop();
     f->Dragging = f->DraggingSlider = f->DraggingStart = f->DraggingEnd = false;
     auto& tl = Tl();
-    for (int32_t track : {VideoTrack(), Audio1(), Audio2(), OverlayTrack}) {
+    for (int32_t track : {Video(), Audio1(), Audio2(), OverlayTrack}) {
         while (tl.RemoveSource(track, 0)) {}
         while (tl.RemoveTransition(track, 0)) {}
         while (tl.IsVideoTrack(track) && tl.RemoveEffect(track, 0)) {}
@@ -298,15 +268,15 @@ void TestTimeline::startsWithFixedTracksListAndSliders()
 {
     auto& tl = Tl();
     QCOMPARE(TrackCollection.Count(), 3);
-    QVERIFY(tl.IsVideoTrack(VideoTrack()) && tl.IsVideoTrack(OverlayTrack));
+    QVERIFY(tl.IsVideoTrack(Video()) && tl.IsVideoTrack(OverlayTrack));
     QVERIFY(!tl.IsVideoTrack(Audio1()) && !tl.IsVideoTrack(Audio2()));
-    const QList<int32_t> tracks = {VideoTrack(), OverlayTrack, Audio1(), Audio2()};
+    const QList<int32_t> tracks = {Video(), OverlayTrack, Audio1(), Audio2()};
     QCOMPARE(QSet<int32_t>(tracks.begin(), tracks.end()).size(), 4);
     for (int32_t track : tracks)
         QVERIFY(tl.GetTrackLink(track));
     QCOMPARE((QList<int32_t>{VideoTrackNode, OverlayTrackNode, Audio1TrackNode, Audio2TrackNode}), tracks);
     QVERIFY(IsTimelineEmpty());
-    QCOMPARE(GetSequenceNumberFromPos(VideoTrack(), 0), int16_t(-1));
+    QCOMPARE(GetSequenceNumberFromPos(Video(), 0), int16_t(-1));
 
     // The list: the root, then one node per row with its picture and handle.
     QCOMPARE(Form()->tvwTimeline->topLevelItemCount(), 1);
@@ -316,7 +286,7 @@ void TestTimeline::startsWithFixedTracksListAndSliders()
     QVERIFY(root->isExpanded());
     QCOMPARE(Children(root), (QStringList{"Video", "Effects", "Overlays", "Audio 1", "Audio 2"}));
     const QStringList images = {"VIDEO", "EFFECT", "OVERLAY", "AUDIO", "AUDIO"};
-    const QList<int32_t> tags = {VideoTrack(), 999999, OverlayTrack, Audio1(), Audio2()};
+    const QList<int32_t> tags = {Video(), 999999, OverlayTrack, Audio1(), Audio2()};
     for (int i = 0; i < root->childCount(); ++i) {
         QCOMPARE(ModuleTreeView::ImageKeyOf(root->child(i)), images[i]);
         QCOMPARE(ModuleTreeView::TagOf(root->child(i)), tags[i]);
@@ -392,7 +362,7 @@ void TestTimeline::conversionsZoomAndScroll()
     // TickSpacing; below 0 the bar is at 100 and disabled.
     const int visible = static_cast<int>(std::nearbyint(f->picScale->ScaleWidth() / 10.0));
     const int32_t even = (visible - 10) * 100; // the length whose maximum is 0
-    QVERIFY(Put(VideoTrack(), "video.avi", 0, even - 100));
+    QVERIFY(Put(Video(), "video.avi", 0, even - 100));
     AdjustScroll();
     QCOMPARE(f->hsb->maximum(), 100);
     QVERIFY(!f->hsb->isEnabled());
@@ -401,7 +371,7 @@ void TestTimeline::conversionsZoomAndScroll()
     QCOMPARE(f->hsb->maximum(), 0);
     QVERIFY(f->hsb->isEnabled());
     QVERIFY(Put(OverlayTrack, "image.gif", 0, 60000));                         // the overlay counts
-    QVERIFY(Tl().AddEffectAt(VideoTrack(), QStringLiteral("Blur"), 0, 90000)); // effects do not
+    QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 0, 90000)); // effects do not
     AdjustScroll();
     QCOMPARE(GetTimelineDuration(), 60000);
     QCOMPARE(f->hsb->maximum(), 600 - visible + 10);
@@ -448,7 +418,7 @@ void TestTimeline::barsPaintedToThePixel()
     QmPicture* pic = f->picVideo[0];
     const int h = pic->ScaleHeight(), m = h / 2, s = 100, e = 300;
     const int32_t ground = pic->BackColor(), fill = VideoBarFill, shadow = 0xC0C000, white = 0xFFFFFF;
-    QVERIFY(Put(VideoTrack(), "video.avi", 1000, 3000));
+    QVERIFY(Put(Video(), "video.avi", 1000, 3000));
     RenderAllBars();
     // Fill; black outline on both corners; white left and top inner edge; shadow on the
     // right and bottom inner edge; the diagonal at the top right.
@@ -466,7 +436,7 @@ void TestTimeline::barsPaintedToThePixel()
 
     // Selected, with the handles hidden: a dotted box one pixel inside, and its times
     // in the status bar.
-    Tl().SetSourceSelected(VideoTrack(), 0, true);
+    Tl().SetSourceSelected(Video(), 0, true);
     RenderAllBars();
     QCOMPARE(Wrong(pic, {{s + 1, 1, 0}, {s + 2, 1, fill}, {s + 3, 1, 0}, {s + 2, h - 2, 0}, {s + 3, h - 2, shadow},
                          {e - 1, 1, 0}}),
@@ -476,7 +446,7 @@ void TestTimeline::barsPaintedToThePixel()
     // Each row in its own colours; the panel tells the last selected item drawn, the
     // overlay's.
     QVERIFY(Put(Audio2(), "audio.wav", 0, 1000));
-    QVERIFY(Tl().AddEffectAt(VideoTrack(), QStringLiteral("Blur"), 3000, 4000));
+    QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 3000, 4000));
     QVERIFY(Put(OverlayTrack, "image.gif", 500, 1500));
     Tl().SetSourceSelected(OverlayTrack, 0, true);
     RenderAllBars();
@@ -502,10 +472,10 @@ void TestTimeline::barLimitsLocksAndClipping()
     const int h = video->ScaleHeight();
 
     // The corner needs 12 pixels on a source, more than 12 on an effect.
-    QVERIFY(Put(VideoTrack(), "video.avi", 5000, 5120));
-    QVERIFY(Put(VideoTrack(), "video.avi", 6000, 6110));
-    QVERIFY(Tl().AddEffectAt(VideoTrack(), QStringLiteral("Blur"), 0, 120));
-    QVERIFY(Tl().AddEffectAt(VideoTrack(), QStringLiteral("Wave"), 200, 330));
+    QVERIFY(Put(Video(), "video.avi", 5000, 5120));
+    QVERIFY(Put(Video(), "video.avi", 6000, 6110));
+    QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 0, 120));
+    QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Wave"), 200, 330));
     RenderAllBars();
     QCOMPARE(Wrong(video, {{512 - 6, 6, 0}, {611 - 6, 6, VideoBarFill}}), QString());
     QCOMPARE(Wrong(effects, {{12 - 6, 6, EffectBarFill}, {33 - 6, 6, 0}}), QString());
@@ -513,15 +483,15 @@ void TestTimeline::barLimitsLocksAndClipping()
     // A caption must be narrower than the bar less 22 pixels, or it is left out whole.
     const int tw = video->TextWidth(QStringLiteral("video.avi"));
     QVERIFY(tw > 0);
-    QVERIFY(Tl().SetSourceTimes(VideoTrack(), 0, 0, (tw + 22) * 10));
-    QVERIFY(Tl().SetSourceTimes(VideoTrack(), 1, 2000, 2000 + (tw + 23) * 10));
+    QVERIFY(Tl().SetSourceTimes(Video(), 0, 0, (tw + 22) * 10));
+    QVERIFY(Tl().SetSourceTimes(Video(), 1, 2000, 2000 + (tw + 23) * 10));
     RenderAllBars();
     QVERIFY(!HasInk(video, QRect(3, 3, tw + 7, h - 6), VideoBarFill));
     QVERIFY(HasInk(video, QRect(203, 3, tw + 7, h - 6), VideoBarFill));
 
     // An item that starts before the view: filled from the edge, no left outline.
-    QVERIFY(Tl().SetSourceTimes(VideoTrack(), 0, 500, 3000));
-    QVERIFY(Tl().SetSourceTimes(VideoTrack(), 1, 4000, 5000));
+    QVERIFY(Tl().SetSourceTimes(Video(), 0, 500, 3000));
+    QVERIFY(Tl().SetSourceTimes(Video(), 1, 4000, 5000));
     f->hsb->setValue(10);
     QCOMPARE(Wrong(video, {{0, h - 5, VideoBarFill}, {1, h - 5, VideoBarFill}, {0, 0, 0}, {0, 2, 0xFFFFFF},
                            {200, h / 2, 0}, {300, h / 2, 0}}),
@@ -529,7 +499,7 @@ void TestTimeline::barLimitsLocksAndClipping()
     f->hsb->setValue(0);
 
     // A locked row: the system's colours whatever the settings hold, and no marks.
-    Tl().SetSourceSelected(VideoTrack(), 0, true);
+    Tl().SetSourceSelected(Video(), 0, true);
     VideoBarFill = 0x123456;
     RenderAllBars();
     QCOMPARE(Wrong(video, {{250, h - 5, 0x123456}, {51, 1, 0}}), QString());
@@ -547,7 +517,7 @@ void TestTimeline::pressOnRowsSelects()
 {
     frmTimeline* f = Form();
     auto& tl = Tl();
-    const int32_t v = VideoTrack();
+    const int32_t v = Video();
     QVERIFY(Put(v, "video.avi", 0, 2000));
     QVERIFY(Put(v, "image.jpg", 2000, 4000));
     QVERIFY(Put(Audio2(), "audio.mp3", 1000, 3000));
@@ -639,21 +609,21 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
 {
     frmTimeline* f = Form();
     auto& tl = Tl();
-    QVERIFY(Put(VideoTrack(), "video.avi", 0, 2000));
+    QVERIFY(Put(Video(), "video.avi", 0, 2000));
     QVERIFY(Put(Audio1(), "audio.wav", 0, 3000));
     QVERIFY(Put(Audio1(), "audio.wav", 3000, 6000));
     QVERIFY(Put(OverlayTrack, "image.gif", 0, 5000));
-    QVERIFY(tl.AddEffectAt(VideoTrack(), QStringLiteral("Blur"), 0, 1000));
+    QVERIFY(tl.AddEffectAt(Video(), QStringLiteral("Blur"), 0, 1000));
     Redraw();
 
     // Disable: BLANK when on, the row's DISABLE picture when off, and the engine told;
     // the effect row's box disables where the engine's switch enables.
     Click("imgDisableVideo_0");
     QCOMPARE(Options("Video_0"), QStringLiteral("1:BLANK 0:BLANK 1:BLANK"));
-    QVERIFY(Model().At(VideoTrack()).disabled);
+    QVERIFY(Model().At(Video()).disabled);
     Click("imgDisableVideo_0");
     QCOMPARE(Options("Video_0"), QStringLiteral("0:DISABLE 0:BLANK 1:BLANK"));
-    QVERIFY(!Model().At(VideoTrack()).disabled);
+    QVERIFY(!Model().At(Video()).disabled);
     Click("imgDisableAudio_1");
     QVERIFY(Model().At(Audio2()).disabled && !Model().At(Audio1()).disabled);
     Click("imgDisableAudio_1");
@@ -661,7 +631,7 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
     QVERIFY(!Model().At(Audio2()).disabled);
     Click("imgDisableOverlay_0");
     QVERIFY(Model().At(OverlayTrack).disabled);
-    QVERIFY(moduleTWState::IsTrackDisabled(OverlayTrack) && !moduleTWState::IsTrackDisabled(VideoTrack()));
+    QVERIFY(moduleTWState::IsTrackDisabled(OverlayTrack) && !moduleTWState::IsTrackDisabled(Video()));
     Click("imgDisableEffect_0");
     QVERIFY(!Model().EffectsEnabled());
     Click("imgDisableEffect_0");
@@ -676,7 +646,7 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
     QVERIFY(!CheckBox("chkLinkVideo_0")->isEnabled());
     QVERIFY(f->shpVideoSel[0]->isHidden());
     Click("imgLinkVideo_0");
-    QVERIFY(CheckBox("chkLinkVideo_0")->isChecked() && tl.GetTrackLink(VideoTrack()));
+    QVERIFY(CheckBox("chkLinkVideo_0")->isChecked() && tl.GetTrackLink(Video()));
     Click("imgLockVideo_0");
     QCOMPARE(Options("Video_0"), QStringLiteral("0:DISABLE 0:BLANK 1:LINK"));
     QVERIFY(CheckBox("chkLinkVideo_0")->isEnabled());
@@ -689,17 +659,17 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
     // Link: LINK when on, BLANK when off; the engine keeps a copy, but not for effects.
     Click("imgLinkVideo_0");
     QCOMPARE(Options("Video_0"), QStringLiteral("0:DISABLE 0:BLANK 0:BLANK"));
-    QVERIFY(!tl.GetTrackLink(VideoTrack()));
+    QVERIFY(!tl.GetTrackLink(Video()));
     QVERIFY(f->shpVideoSel[0]->isHidden());
     Click("imgLinkVideo_0");
-    QVERIFY(tl.GetTrackLink(VideoTrack()));
+    QVERIFY(tl.GetTrackLink(Video()));
     Click("imgLinkOverlay_0");
     QVERIFY(!tl.GetTrackLink(OverlayTrack));
     QVERIFY(f->shpOverlaySel[0]->isHidden());
     Click("imgLinkEffect_0");
     QVERIFY(!CheckBox("chkLinkEffect_0")->isChecked());
     QVERIFY(f->shpEffectSel[0]->isHidden());
-    QVERIFY(tl.GetTrackLink(VideoTrack()));
+    QVERIFY(tl.GetTrackLink(Video()));
 
     // A track at exactly one item gets its disable box cleared and its link set, over
     // the user's choice; a track of two keeps both.
@@ -709,7 +679,7 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
     Click("imgLinkAudio_0");
     UpdateTrackOptions();
     QCOMPARE(Options("Video_0"), QStringLiteral("0:DISABLE 0:BLANK 1:LINK"));
-    QVERIFY(!Model().At(VideoTrack()).disabled);
+    QVERIFY(!Model().At(Video()).disabled);
     QVERIFY(!CheckBox("chkDisableEffect_0")->isChecked() && CheckBox("chkLinkEffect_0")->isChecked());
     QCOMPARE(ImageBox("imgDisableEffect_0")->Picture(), QStringLiteral("DISABLE"));
     QVERIFY(Model().EffectsEnabled());
@@ -717,7 +687,7 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
     QVERIFY(!Model().At(OverlayTrack).disabled && tl.GetTrackLink(OverlayTrack));
     QCOMPARE(Options("Audio_0"), QStringLiteral("1:BLANK 0:BLANK 0:BLANK"));
     QVERIFY(Model().At(Audio1()).disabled);
-    QVERIFY(Put(VideoTrack(), "image.jpg", 2000, 7000));
+    QVERIFY(Put(Video(), "image.jpg", 2000, 7000));
     Click("imgDisableVideo_0");
     UpdateTrackOptions();
     QVERIFY(CheckBox("chkDisableVideo_0")->isChecked());
@@ -726,9 +696,9 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
     Click("imgLockAudio_1");
     Click("imgLockEffect_0");
     QVERIFY(moduleTWState::IsTrackLocked(Audio2()));
-    for (int32_t track : {Audio1(), VideoTrack(), OverlayTrack, moduleTimeline::EffectLaneTag})
+    for (int32_t track : {Audio1(), Video(), OverlayTrack, moduleTimeline::EffectLaneTag})
         QVERIFY(!moduleTWState::IsTrackLocked(track));
-    QVERIFY(moduleTWState::IsEffectLocked(VideoTrack()) && !moduleTWState::IsEffectLocked(Audio1()));
+    QVERIFY(moduleTWState::IsEffectLocked(Video()) && !moduleTWState::IsEffectLocked(Audio1()));
 
     // Everything back to the start: not disabled, unlocked, linked, plain pictures.
     Click("imgLinkVideo_0");
@@ -739,7 +709,7 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
                                      : QStringLiteral("0:DISABLE 0:BLANK 1:BLANK"));
         QVERIFY(CheckBox(QByteArray("chkLink") + row)->isEnabled());
     }
-    for (int32_t track : {VideoTrack(), Audio1(), Audio2(), OverlayTrack})
+    for (int32_t track : {Video(), Audio1(), Audio2(), OverlayTrack})
         QVERIFY(tl.GetTrackLink(track) && !Model().At(track).disabled);
     QVERIFY(Model().EffectsEnabled());
 }
@@ -748,10 +718,10 @@ void TestTimeline::slidersPlacedShownAndToggled()
 {
     frmTimeline* f = Form();
     const int left = f->lblHighlight->x();
-    QVERIFY(Put(VideoTrack(), "video.avi", 0, 60000));
+    QVERIFY(Put(Video(), "video.avi", 0, 60000));
     QVERIFY(Put(Audio1(), "audio.wav", 0, 3000));
     QVERIFY(Put(Audio2(), "audio.wav", 0, 3000));
-    QVERIFY(Tl().AddEffectAt(VideoTrack(), QStringLiteral("Blur"), 0, 1000));
+    QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 0, 1000));
     Redraw();
     const int max = f->hsb->maximum();
     QVERIFY(max > 300 && max < 590);
@@ -865,7 +835,7 @@ void TestTimeline::slidersDraggedAndKeyed()
     frmTimeline* f = Form();
     const int width = f->picScale->ScaleWidth();
     QLabel* hint = Panel("sbr_1");
-    QVERIFY(Put(VideoTrack(), "video.avi", 0, 60000));
+    QVERIFY(Put(Video(), "video.avi", 0, 60000));
     Redraw();
 
     // The main slider follows the pointer; its lines and time come along.
@@ -1003,7 +973,7 @@ void TestTimeline::timelineListMirrorsAndSelects()
 {
     frmTimeline* f = Form();
     auto& tl = Tl();
-    const int32_t v = VideoTrack();
+    const int32_t v = Video();
     QVERIFY(Put(v, "video.avi", 0, 2000));
     QVERIFY(Put(v, "image.jpg", 2000, 7000));
     QVERIFY(tl.AddEffectAt(v, QStringLiteral("Blur"), 0, 1000));
