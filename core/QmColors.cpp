@@ -10,13 +10,13 @@ QColor ToQColor(int32_t color)
     if (color < 0) {
         const QPalette palette = QApplication::palette();
         switch (static_cast<uint32_t>(color)) {
-        case 0x8000000Fu:
+        case static_cast<uint32_t>(ButtonFace):
             return palette.color(QPalette::Button);
-        case 0x80000010u:
+        case static_cast<uint32_t>(ButtonShadow):
             return palette.color(QPalette::Dark);
-        case 0x80000008u:
+        case static_cast<uint32_t>(WindowText):
             return palette.color(QPalette::WindowText);
-        case 0x80000014u:
+        case static_cast<uint32_t>(ButtonHighlight):
             return palette.color(QPalette::Light);
         case 0x80000005u:
             return palette.color(QPalette::Base);

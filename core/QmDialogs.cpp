@@ -1,5 +1,6 @@
 #include "core/QmDialogs.h"
 
+#include "core/QmColors.h"
 #include "core/QmError.h"
 #include "core/QmModal.h"
 #include "core/QmScript.h"
@@ -21,16 +22,6 @@ namespace {
 [[noreturn]] void Cancelled()
 {
     throw QmError(QmErr::DialogCancelled, QStringLiteral("Cancel was selected."));
-}
-
-int32_t ToBgr(const QColor& color)
-{
-    return color.red() | (color.green() << 8) | (color.blue() << 16);
-}
-
-QColor FromBgr(int32_t bgr)
-{
-    return QColor(bgr & 0xFF, (bgr >> 8) & 0xFF, (bgr >> 16) & 0xFF);
 }
 
 // What the design's dialogue hands back for the files chosen.
@@ -130,10 +121,10 @@ int32_t ShowColor(int32_t initial)
             Cancelled();
         return answer.toInt();
     }
-    const QColor color = QColorDialog::getColor(FromBgr(initial), QApplication::activeWindow());
+    const QColor color = QColorDialog::getColor(QmColors::ToQColor(initial), QApplication::activeWindow());
     if (!color.isValid())
         Cancelled();
-    return ToBgr(color);
+    return QmColors::FromQColor(color);
 }
 
 FontChoice ShowFont(const FontChoice& initial)

@@ -18,7 +18,6 @@ namespace {
 constexpr int kIconKeyRole = Qt::UserRole + 1;
 constexpr int kItemKeyRole = Qt::UserRole + 2;
 constexpr int kForeColorRole = Qt::UserRole + 3;
-constexpr int32_t kWindowText = static_cast<int32_t>(0x80000008u);
 
 } // namespace
 
@@ -192,9 +191,9 @@ int32_t QmListView::ForeColor(int row) const
 {
     const QStandardItem* item = m_model->item(row, 0);
     if (!item)
-        return kWindowText;
+        return QmColors::WindowText;
     const QVariant color = item->data(kForeColorRole);
-    return color.isValid() ? color.toInt() : kWindowText;
+    return color.isValid() ? color.toInt() : QmColors::WindowText;
 }
 
 void QmListView::SetForeColor(int row, int32_t color)

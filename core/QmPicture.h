@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/QmColors.h"
+
 #include <QImage>
 #include <QWidget>
 
@@ -68,6 +70,6 @@ private:
     void SetDropHighlight(bool on);
 
     QImage m_image;
-    int32_t m_backColor = static_cast<int32_t>(0x8000000Fu);
+    int32_t m_backColor = QmColors::ButtonFace;
     bool m_dropHighlight = false;
 };

@@ -10,7 +10,6 @@
 #include "core/QmTrap.h"
 #include "core/QmVideoSurface.h"
 #include "core/moduleUtilities.h"
-#include "engine/ITWCoreRoot.h"
 #include "engine/ITWFilePreview.h"
 #include "engine/ITWStreamInfo.h"
 #include "media/moduleTarnwick.h"
@@ -39,6 +38,18 @@ namespace {
 
 const QString kModule = QStringLiteral("frmMediaList");
 
+// The list's view modes, in QmListView::View's order: the menu entry and the tool button
+// of each.
+struct ViewEntry
+{
+    const char* item;
+    const char* button;
+};
+const ViewEntry kViewEntries[] = {{"mnuViewML_LargeIcon", "LARGE_ICONS"},
+                                  {"mnuViewML_SmallIcon", "SMALL_ICONS"},
+                                  {"mnuViewML_List", "LIST"},
+                                  {"mnuViewML_Detail", "DETAIL"}};
+
 QLabel* MakeLabel(QWidget* parent, const QString& name, const QFont& font)
 {
     auto* label = new QLabel(parent);
@@ -46,12 +57,6 @@ QLabel* MakeLabel(QWidget* parent, const QString& name, const QFont& font)
     label->setFont(font);
     label->setMouseTracking(true);
     return label;
-}
-
-void Status(const QString& text)
-{
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->SetStatusText(text);
 }
 
 ITWFilePreview& FilePreview()
@@ -93,7 +98,7 @@ frmMediaList::frmMediaList()
     connect(lvwMediaList, &QmListView::DragStarted, this, [dropTargets] { dropTargets(true); });
     connect(lvwMediaList, &QmListView::DragEnded, this, [dropTargets] { dropTargets(false); });
     connect(lvwMediaList, &QmListView::MouseMoved, this,
-            [] { Status(QStringLiteral("Lists all the media files with their information")); });
+            [] { mdiTarnwick::ShowStatus(QStringLiteral("Lists all the media files with their information")); });
 
     QFont verdana(QStringLiteral("Verdana"));
     verdana.setPointSizeF(8.0);
@@ -206,12 +211,8 @@ void frmMediaList::Load()
         main->EnableOrDisableMenuItems();
     });
     main->SetCommand(QStringLiteral("mnuFileRF"), [] {});
-    const std::pair<const char*, int> views[] = {{"mnuViewML_LargeIcon", QmListView::LargeIcons},
-                                                 {"mnuViewML_SmallIcon", QmListView::SmallIcons},
-                                                 {"mnuViewML_List", QmListView::List},
-                                                 {"mnuViewML_Detail", QmListView::Report}};
-    for (const auto& [name, view] : views)
-        main->SetCommand(QString::fromLatin1(name), [this, view = view] { SetListView(view); });
+    for (int view = QmListView::LargeIcons; view <= QmListView::Report; ++view)
+        main->SetCommand(QString::fromLatin1(kViewEntries[view].item), [this, view] { SetListView(view); });
 }
 
 void frmMediaList::SetListView(int view)
@@ -219,11 +220,9 @@ void frmMediaList::SetListView(int view)
     lvwMediaList->SetView(static_cast<QmListView::View>(view));
     if (!mdiTarnwick::exists())
         return;
-    static const char* const items[] = {"mnuViewML_LargeIcon", "mnuViewML_SmallIcon", "mnuViewML_List", "mnuViewML_Detail"};
-    static const char* const buttons[] = {"LARGE_ICONS", "SMALL_ICONS", "LIST", "DETAIL"};
-    for (int i = 0; i < 4; ++i) {
-        mdiTarnwick::instance()->Item(QString::fromLatin1(items[i]))->setChecked(i == view);
-        mdiTarnwick::instance()->ToolButton(QString::fromLatin1(buttons[i]))->setChecked(i == view);
+    for (int i = QmListView::LargeIcons; i <= QmListView::Report; ++i) {
+        mdiTarnwick::instance()->Item(QString::fromLatin1(kViewEntries[i].item))->setChecked(i == view);
+        mdiTarnwick::instance()->ToolButton(QString::fromLatin1(kViewEntries[i].button))->setChecked(i == view);
     }
 }
 
@@ -273,15 +272,14 @@ void frmMediaList::OnLvwMediaListClick()
         [this] {
             const int row = lvwMediaList->SelectedRow();
             const QString rowText = row >= 0 ? lvwMediaList->Text(row) : QString();
-            Status(QStringLiteral("Selected file: \"") + rowText + QStringLiteral("\". Total Files in Media List: ") +
-                   QString::number(lvwMediaList->Count()) + u'.');
+            mdiTarnwick::ShowStatus(QStringLiteral("Selected file: \"") + rowText +
+                                    QStringLiteral("\". Total Files in Media List: ") +
+                                    QString::number(lvwMediaList->Count()) + u'.');
             if (lvwMediaList->Count() > 0 && row >= 0) {
                 picPreviewSmall->ClearFrame();
                 SetFileInformationCaptions();
                 lblFileDisplay->setText(rowText);
-                QString path;
-                Eng<ITWCoreRoot>().GetFileName(FileCollection.Item(row + 1), 250, path);
-                path = path.trimmed();
+                const QString path = moduleTarnwick::FileNameOf(FileCollection.Item(row + 1), 250);
                 Eng<ITWStreamInfo>().OpenFileInfo(path, 0);
                 lblInfoDisplay[0]->setText(path);
                 lblInfoDisplay[1]->setText(moduleUtilities::FileSizeUnitConversion(QmFiles::FileLen(path)));
@@ -337,9 +335,7 @@ void frmMediaList::OnLvwMediaListDblClick()
         const int row = lvwMediaList->SelectedRow();
         if (lvwMediaList->Count() == 0 || row < 0)
             return;
-        QString path;
-        Eng<ITWCoreRoot>().GetFileName(FileCollection.Item(row + 1), 260, path);
-        QmDesktop::Open(path.trimmed());
+        QmDesktop::Open(moduleTarnwick::FileNameOf(FileCollection.Item(row + 1)));
     });
 }
 
@@ -404,9 +400,9 @@ bool frmMediaList::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::MouseMove) {
         if (watched == picPreviewSmall)
-            Status(QStringLiteral("Instant preview of the currently selected media file"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Instant preview of the currently selected media file"));
         else
-            Status(QStringLiteral("File information of the currently selected media file"));
+            mdiTarnwick::ShowStatus(QStringLiteral("File information of the currently selected media file"));
     }
     return QmPanel::eventFilter(watched, event);
 }

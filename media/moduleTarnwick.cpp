@@ -49,12 +49,6 @@ QmListView* List()
     return frmMediaList::instance()->lvwMediaList;
 }
 
-void Status(const QString& text)
-{
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->SetStatusText(text);
-}
-
 QProgressBar* ProgressBar()
 {
     return mdiTarnwick::exists() ? mdiTarnwick::instance()->pbarMain() : nullptr;
@@ -67,7 +61,7 @@ void Hourglass(bool on)
 
 void EndOfOpening()
 {
-    Status(QStringLiteral("Done"));
+    mdiTarnwick::ShowStatus(QStringLiteral("Done"));
     Hourglass(false);
     if (QProgressBar* bar = ProgressBar())
         bar->hide();
@@ -76,13 +70,6 @@ void EndOfOpening()
 QString LastPieceAt(const QString& text, QChar separator)
 {
     return text.split(separator).last();
-}
-
-QString FileNameOf(int32_t file, int32_t size)
-{
-    QString name;
-    Eng<ITWCoreRoot>().GetFileName(file, size, name);
-    return name.trimmed();
 }
 
 // Whether the recent files menu holds the file already: by its bare name when several
@@ -160,7 +147,7 @@ QString ResultMessage(int32_t code)
     }
 }
 
-// One file of several: true when it was opened.
+// One file of several; a file refused is told of and skipped.
 void OpenOneOfSeveral(const QString& folder, const QString& name)
 {
     LastOpenedExtension = LastPieceAt(name, u'.');
@@ -189,6 +176,13 @@ QString OpenFilter()
                           "All Files (*.*)|*.*");
 }
 
+QString FileNameOf(int32_t file, int32_t size)
+{
+    QString name;
+    Eng<ITWCoreRoot>().GetFileName(file, size, name);
+    return name.trimmed();
+}
+
 bool Init()
 {
     return QmTrap::Value<bool>(kModule, QStringLiteral("Init"), false, [] {
@@ -211,7 +205,7 @@ void OnFileOpenClick()
             request.flags = kOpenFlags;
             request.maxFileSize = kNameBuffer;
             request.initDir = WorkingFolder;
-            Status(QStringLiteral("Opening file..."));
+            mdiTarnwick::ShowStatus(QStringLiteral("Opening file..."));
             Hourglass(true);
             const QStringList parts = QmDialogs::ShowOpen(request).fileName.split(QChar(u'\0'));
 
@@ -225,8 +219,9 @@ void OnFileOpenClick()
                     bar->show();
                 }
                 for (int n = 1; n <= total; ++n) {
-                    Status(QStringLiteral("Opening file ") + QmNumbers::Format(n, u"00") + QStringLiteral(" of ") +
-                           QmNumbers::Format(total, u"00") + QStringLiteral(" (") + parts[n] + u')');
+                    mdiTarnwick::ShowStatus(QStringLiteral("Opening file ") + QmNumbers::Format(n, u"00") +
+                                            QStringLiteral(" of ") + QmNumbers::Format(total, u"00") +
+                                            QStringLiteral(" (") + parts[n] + u')');
                     if (bar)
                         bar->setValue(n);
                     OpenOneOfSeveral(folder, parts[n]);
@@ -478,7 +473,7 @@ void OnFileCloseClick()
 void OpenResentFile(const QString& path)
 {
     QmTrap::Run(kModule, QStringLiteral("OpenResentFile"), [&] {
-        Status(QStringLiteral("Opening files..."));
+        mdiTarnwick::ShowStatus(QStringLiteral("Opening files..."));
         Hourglass(true);
         LastOpenedExtension = LastPieceAt(ExtractFileName(path), u'.');
         if (!CheckMediaFile(path)) {
@@ -494,7 +489,7 @@ void OpenResentFile(const QString& path)
         }
         OpenStreams(file);
         AppendToTWListView(file);
-        Status(QStringLiteral("Done"));
+        mdiTarnwick::ShowStatus(QStringLiteral("Done"));
         Hourglass(false);
     });
 }

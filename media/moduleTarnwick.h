@@ -19,6 +19,10 @@ inline int CurrentListItem = -1;
 // The dialogue's filter, in the order of its entries; entry 4 is chosen at start.
 QString OpenFilter();
 
+// The path of an open file as the engine gives it in a buffer of size, the buffer's
+// fill trimmed.
+QString FileNameOf(int32_t file, int32_t size = 260);
+
 // Makes the three process-wide lists empty; true unless that failed.
 bool Init();
 // The whole open dialogue, and the files chosen opened one by one.

@@ -42,14 +42,6 @@ QSlider* SeekBar()
     return Form()->sldSeekBar;
 }
 
-void SetStatusPanel(const QString& key, const QString& text)
-{
-    if (!mdiTarnwick::exists())
-        return;
-    if (QLabel* panel = mdiTarnwick::instance()->StatusPanel(key))
-        panel->setText(text);
-}
-
 // The seek bar at a position, the timeline's slider after it, the player there, and
 // playing on where it played (rewind and forward).
 void MoveTo(int32_t position)
@@ -83,8 +75,7 @@ void UpdatePreview()
             if (!Player().IsPreviewValid()) {
                 Player().ClosePreview();
                 InitPreview();
-                if (mdiTarnwick::exists())
-                    mdiTarnwick::instance()->SetStatusText(QStringLiteral("Preview update failed. Rebuilt Preview."));
+                mdiTarnwick::ShowStatus(QStringLiteral("Preview update failed. Rebuilt Preview."));
             }
             Player().RefreshPreview();
             switch (PreviewState) {
@@ -114,7 +105,7 @@ void UpdatePreview()
         }
         const QString text = moduleUtilities::MilliSecondsToTimetypeAsString(duration);
         Form()->lblDuration->setText(text);
-        SetStatusPanel(QStringLiteral("DURATION"), text);
+        mdiTarnwick::ShowStatus(text, QStringLiteral("DURATION"));
     });
     QmPointer::Normal();
 }

@@ -327,9 +327,8 @@ void frmbug::lblReportContents_Click()
 void frmbug::cmdsendreport_Click()
 {
     try {
-        // The report once carried a copy of the project under this name; nothing is
-        // written there now, and the name stays reserved for it.
-        [[maybe_unused]] const QString projectCopy = moduleUtilities::GetTempFolder() + QStringLiteral("/ErrPrj.qpj");
+        // The report once carried a copy of the project as ErrPrj.qpj in the temporary
+        // folder; nothing is written there now, and the name stays reserved for it.
 
         // The log goes only once the page holds it: a page that could not be written
         // leaves the log for the next report.

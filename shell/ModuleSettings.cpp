@@ -1,14 +1,14 @@
 #include "shell/ModuleSettings.h"
 
 #include "core/QmMsgBox.h"
+#include "core/QmPaths.h"
 #include "core/QmSettings.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "engine/ITWCoreRoot.h"
+#include "media/moduleTarnwick.h"
 #include "shell/QmMenuArray.h"
 #include "shell/mdiTarnwick.h"
-
-#include <QCoreApplication>
 
 using namespace QmShared;
 using QmSettings::GetSetting;
@@ -42,7 +42,7 @@ QString DefaultWorkingFolder()
     QString folder;
     if (Engine)
         folder = Eng<ITWCoreRoot>().GetWorkingFolder(500).trimmed();
-    return folder.isEmpty() ? QCoreApplication::applicationDirPath() : folder;
+    return folder.isEmpty() ? QmPaths::AppFolder() : folder;
 }
 
 // The two recent lists differ only by names; this is the one walk for both.
@@ -221,11 +221,7 @@ void GetResentProjectFilesFromReg()
 
 void UpdateResentFileMenu()
 {
-    UpdateRecent(Files(), [] {
-        QString path;
-        Eng<ITWCoreRoot>().GetFileName(FileCollection.Item(FileCollection.Count()), 260, path);
-        return path.trimmed();
-    });
+    UpdateRecent(Files(), [] { return moduleTarnwick::FileNameOf(FileCollection.Item(FileCollection.Count())); });
 }
 
 void UpdateResentProjectMenu()

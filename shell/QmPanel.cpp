@@ -10,7 +10,6 @@ QmPanel::QmPanel(QWidget* parent)
 
 void QmPanel::mouseMoveEvent(QMouseEvent* event)
 {
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->SetStatusText(QStringLiteral("Ready"));
+    mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
     QWidget::mouseMoveEvent(event);
 }

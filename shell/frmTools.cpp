@@ -35,12 +35,6 @@ QString PictureOf(const QString& key)
     return pictures.value(key, key);
 }
 
-void Status(const QString& text)
-{
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->SetStatusText(text);
-}
-
 } // namespace
 
 frmTools::frmTools()
@@ -79,7 +73,7 @@ frmTools::frmTools()
     lvwEffects->setWhatsThis(QStringLiteral(
         "The effects you can add to the timeline's effect track. Double-click one, or choose it and press Add."));
     connect(lvwEffects, &QmListView::MouseMoved, this,
-            [] { Status(QStringLiteral("Lists all effects that can be added to the timeline")); });
+            [] { mdiTarnwick::ShowStatus(QStringLiteral("Lists all effects that can be added to the timeline")); });
     cmdAdd = new QToolButton(effects);
     cmdAdd->setObjectName(QStringLiteral("cmdAdd"));
     cmdAdd->setText(QStringLiteral("&Add"));
@@ -99,7 +93,7 @@ frmTools::frmTools()
     lvwHistory->SetColumns({QStringLiteral("Operation")});
     lvwHistory->SetView(QmListView::Report);
     connect(lvwHistory, &QmListView::MouseMoved, this,
-            [] { Status(QStringLiteral("Lists all operations that has been carried out")); });
+            [] { mdiTarnwick::ShowStatus(QStringLiteral("Lists all operations that has been carried out")); });
     tbsTools->addTab(lvwHistory, QStringLiteral("History"));
     lvwHistory->setWhatsThis(QStringLiteral(
         "The operations done on the timeline, newest last. Click one to undo back to it, or to redo up to it."));
@@ -288,7 +282,7 @@ bool frmTools::eventFilter(QObject* watched, QEvent* event)
         if (event->type() == QEvent::MouseButtonPress)
             m_leftPressed = static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton;
         else if (event->type() == QEvent::MouseMove)
-            Status(QStringLiteral("Lists all actions possible in the current context"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Lists all actions possible in the current context"));
     }
     return QmPanel::eventFilter(watched, event);
 }

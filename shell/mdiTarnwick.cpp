@@ -567,6 +567,14 @@ QLabel* mdiTarnwick::StatusPanel(const QString& key) const
     return statusBar()->findChild<QLabel*>(key);
 }
 
+void mdiTarnwick::ShowStatus(const QString& text, const QString& key)
+{
+    if (!exists())
+        return;
+    if (QLabel* panel = instance()->StatusPanel(key))
+        panel->setText(text);
+}
+
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel, const char* checkName)
 {
     QMdiSubWindow* window = m_mdiArea->addSubWindow(panel);
@@ -665,12 +673,10 @@ void mdiTarnwick::ArrangeByVisibility()
 {
     const bool mediaList = Item(QStringLiteral("mnuViewMediaList"))->isChecked();
     const bool preview = Item(QStringLiteral("mnuViewPreview"))->isChecked();
-    if (mediaList && !preview)
+    if (!mediaList)
+        ArrangeMediaListNotVisible(); // with the preview hidden too, only the timeline's place matters
+    else if (!preview)
         ArrangePreviewNotVisible();
-    else if (!mediaList && preview)
-        ArrangeMediaListNotVisible();
-    else if (!mediaList && !preview)
-        ArrangeMediaListNotVisible(); // only the timeline's place matters then
     else
         ArrangeAllVisible();
 }

@@ -68,6 +68,9 @@ public:
     // (SLIDER_POS, DURATION, SELECTION).
     void SetStatusText(const QString& text);
     QLabel* StatusPanel(const QString& key) const;
+    // A panel's text (panel 1 unless a key is given) from anywhere, once the main window
+    // exists; before that there is nowhere to say it.
+    static void ShowStatus(const QString& text, const QString& key = QStringLiteral("sbr_1"));
     QProgressBar* pbarMain() const { return m_pbarMain; }
 
     // Panel placement within the multiple-document area.
