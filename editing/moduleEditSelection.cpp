@@ -786,11 +786,11 @@ bool EditSelection(int16_t mode)
         const int32_t b = SelectionEnd();
         frmTimeline* f = frmTimeline::instance();
         for (int i = 0; i < f->picVideo.size(); ++i)
-            WalkSources(TrackCollection.Item(i + 1), mode, false, a, b, result);
+            WalkSources(moduleTimeline::VideoTrackOf(i), mode, false, a, b, result);
         for (int i = 0; i < f->picAudio.size(); ++i)
-            WalkSources(TrackCollection.Item(static_cast<int>(f->picVideo.size()) + i + 1), mode, false, a, b, result);
+            WalkSources(moduleTimeline::AudioTrackOf(i), mode, false, a, b, result);
         for (int i = 0; i < f->picEffect.size(); ++i)
-            WalkEffects(TrackCollection.Item(i + 1), mode, a, b, result);
+            WalkEffects(moduleTimeline::VideoTrackOf(i), mode, a, b, result);
         for (int i = 0; i < f->picOverlay.size(); ++i)
             WalkSources(OverlayTrack, mode, true, a, b, result);
     });

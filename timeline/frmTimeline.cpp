@@ -58,12 +58,6 @@ constexpr int kDividerLeftLimit = 500 / 15;
 const QColor kSliderColor(0xc5, 0x30, 0x30);
 const QColor kSelectionColor(0x2b, 0x6c, 0xb0);
 
-void SayInStatus(const QString& text)
-{
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->SetStatusText(text);
-}
-
 // The trap's name for an event of a row, with its values.
 QString EventName(const char* row, const char* event, int16_t index, int x, int y)
 {
@@ -620,7 +614,7 @@ bool frmTimeline::eventFilter(QObject* watched, QEvent* event)
     if (watched == picTimelineBase) {
         if (event->type() == QEvent::MouseMove) {
             DrawScaleLine(static_cast<QMouseEvent*>(event)->position().toPoint().x() - lblHighlight->x());
-            SayInStatus(QStringLiteral("Ready"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
         } else if (event->type() == QEvent::KeyPress) {
             auto* key = static_cast<QKeyEvent*>(event);
             Scale_KeyDown(key->key(), key->modifiers());
@@ -657,7 +651,7 @@ void frmTimeline::picScale_MouseDown(Qt::MouseButton button, Qt::KeyboardModifie
 void frmTimeline::picScale_MouseMove(Qt::MouseButtons, int x)
 {
     DrawScaleLine(x);
-    SayInStatus(QStringLiteral("Ready"));
+    mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
 }
 
 void frmTimeline::Scale_KeyDown(int key, Qt::KeyboardModifiers shift)
@@ -793,16 +787,16 @@ void frmTimeline::Row_MouseMove(QmPicture* pic, Qt::MouseButtons buttons, int x,
     QmTrap::Run(kModule, EventName(row.name, "MouseMove", row.index, x, y), [&] {
         switch (row.kind) {
         case RowKind::Video:
-            SayInStatus(QStringLiteral("Represents video sources over time"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Represents video sources over time"));
             break;
         case RowKind::Audio:
-            SayInStatus(QStringLiteral("Represents audio sources over time"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Represents audio sources over time"));
             break;
         case RowKind::Effect:
-            SayInStatus(QStringLiteral("Represents various effects over time"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Represents various effects over time"));
             break;
         case RowKind::Overlay:
-            SayInStatus(QStringLiteral("Represents overlay sources over time"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Represents overlay sources over time"));
             break;
         }
         DrawScaleLine(x);
@@ -874,10 +868,10 @@ void frmTimeline::Row_KeyDown(QmPicture* pic, int key, Qt::KeyboardModifiers shi
                     int32_t step = 0;
                     if (shift & Qt::ShiftModifier) {
                         step = PixelsToMs(1);
-                        SayInStatus(QStringLiteral("Ready"));
+                        mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
                     } else {
                         step = PixelsToMs(5);
-                        SayInStatus(QStringLiteral("Use the 'Shift' key to nudge source(s) with the direction keys"));
+                        mdiTarnwick::ShowStatus(QStringLiteral("Use the 'Shift' key to nudge source(s) with the direction keys"));
                     }
                     // A nudge has no left limit and makes no history entry.
                     if (key == Qt::Key_Right)
@@ -1039,22 +1033,21 @@ void frmTimeline::Handle_MouseMove(QmImageBox* handle, Qt::MouseButtons buttons,
         };
 
         if (handle == imgSliderHandle) {
-            SayInStatus(QStringLiteral("Reposition the slider"));
+            mdiTarnwick::ShowStatus(QStringLiteral("Reposition the slider"));
             if (goingRight ? newLeft >= scaleWidth - 5 : newLeft < -6)
                 return scroll(goingRight);
             tmTimeline->stop();
             handle->move(newLeft, handle->y());
             PlaceHandleLines(handle, picSlider, imgScaleSlider);
             SliderPosition = GetSliderPosition();
-            if (mdiTarnwick::exists())
-                mdiTarnwick::instance()->StatusPanel(QStringLiteral("SLIDER_POS"))
-                    ->setText(moduleUtilities::MilliSecondsToTimetypeAsString(SliderPosition));
+            mdiTarnwick::ShowStatus(moduleUtilities::MilliSecondsToTimetypeAsString(SliderPosition),
+                                    QStringLiteral("SLIDER_POS"));
             ModuleTWPreview::OnSliderMove();
             return;
         }
 
         const bool start = handle == imgStartSelHandle;
-        SayInStatus(start ? QStringLiteral("Reposition the start selection slider")
+        mdiTarnwick::ShowStatus(start ? QStringLiteral("Reposition the start selection slider")
                           : QStringLiteral("Reposition the end selection slider"));
         const int otherLeft = (start ? imgEndSelHandle : imgStartSelHandle)->x();
         if (start) {
@@ -1210,7 +1203,7 @@ void frmTimeline::Bookmark_MouseMove(int index, Qt::MouseButtons buttons, int x,
 {
     QmTrap::Run(kModule,
                 QStringLiteral("imgBookmark_MouseMove - Index: %1, X: %2, Y: %3").arg(index).arg(x).arg(y), [&] {
-                    SayInStatus(QStringLiteral("Reposition the marker slider"));
+                    mdiTarnwick::ShowStatus(QStringLiteral("Reposition the marker slider"));
                     if (!(buttons & Qt::LeftButton) || !m_bookmarkDragging || index < 0)
                         return;
                     QmImageBox* marker = imgBookmark[index];

@@ -64,13 +64,6 @@ bool Created(int32_t handle)
     return false;
 }
 
-void SetStatus(const QString& key, const QString& text)
-{
-    if (mdiTarnwick::exists())
-        if (QLabel* panel = mdiTarnwick::instance()->StatusPanel(key))
-            panel->setText(text);
-}
-
 // The enabled states of the menus follow what the user just did.
 void MenuUpdate()
 {
@@ -263,9 +256,9 @@ void PaintBars(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool
             pic->DrawStyle = QmPicture::Dot;
             pic->Box(x(start) + 1, 1, x(stop) - 1, h - 2);
             pic->DrawStyle = QmPicture::Solid;
-            SetStatus(QStringLiteral("SELECTION"), moduleUtilities::MilliSecondsToTimetypeAsString(start) +
-                                                       QStringLiteral(" - ") +
-                                                       moduleUtilities::MilliSecondsToTimetypeAsString(stop));
+            mdiTarnwick::ShowStatus(moduleUtilities::MilliSecondsToTimetypeAsString(start) + QStringLiteral(" - ")
+                                        + moduleUtilities::MilliSecondsToTimetypeAsString(stop),
+                                    QStringLiteral("SELECTION"));
         }
         pic->ForeColor = saved;
     }
@@ -600,7 +593,7 @@ void SetSliderPosition(int32_t pos, bool scroll)
             f->picSlider->raise();
         }
         const QString text = moduleUtilities::MilliSecondsToTimetypeAsString(pos);
-        SetStatus(QStringLiteral("SLIDER_POS"), text);
+        mdiTarnwick::ShowStatus(text, QStringLiteral("SLIDER_POS"));
         frmPreview::instance()->lblCurrentTime->setText(text);
         SliderPosition = pos;
         if (!scroll || inView)
