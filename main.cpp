@@ -1,4 +1,4 @@
-#include "core/EntryRoutine.h"
+#include "entry/EntryRoutine.h"
 
 int main(int argc, char* argv[])
 {

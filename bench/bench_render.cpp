@@ -16,6 +16,7 @@
 #include "media/moduleTarnwick.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
+#include "timeline/TimelineView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
@@ -95,11 +96,13 @@ int main(int argc, char* argv[])
         return app.exec();
     }
 
-    frmTimeline* form = frmTimeline::instance();
     // The view at the end of the timeline: the walk must pass every item before it.
-    form->hsb->setValue(form->hsb->maximum());
+    TimelineView::SetScrollValue(TimelineView::ScrollMaximum());
+    QList<QmPicture*> rows;
+    for (const char* name : {"picVideo_0", "picEffect_0", "picOverlay_0", "picAudio_0", "picAudio_1"})
+        rows << frmTimeline::instance()->findChild<QmPicture*>(QString::fromLatin1(name));
     const double reference = MsPerCall(200, [&] {
-        for (QmPicture* pic : {form->picVideo[0], form->picEffect[0], form->picOverlay[0], form->picAudio[0], form->picAudio[1]})
+        for (QmPicture* pic : rows)
             pic->Cls();
     });
     const double bars = MsPerCall(100, [] { moduleTimeline::RenderAllBars(); });

@@ -69,6 +69,8 @@ void OnEditClearClick();
 void OnEditCropClick();
 void OnEditCropSourcesClick();
 void OnEditPasteClick();
+// Gives the commands above to the command table, under their menu entries' names.
+void RegisterCommands();
 
 // Cut, copy, delete and crop: over the range between the selection sliders when both
 // show, else over the selected items. Cut and copy fill the clipboard.

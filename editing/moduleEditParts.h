@@ -6,10 +6,16 @@
 #include "core/QmShared.h"
 #include "engine/ITWKeyTransition.h"
 #include "engine/ITWTimeline.h"
+#include "timeline/TimelineView.h"
 
 #include <QString>
 
 namespace moduleEdit::Parts {
+
+// The selection edges as the edits take them, and the position slider's time.
+using TimelineView::SelectionEnd;
+using TimelineView::SelectionStart;
+using TimelineView::SliderTime;
 
 inline const QString Module = QStringLiteral("moduleEdit");
 
@@ -48,14 +54,6 @@ inline KeyColor KeyOf(int32_t track, int16_t seq)
 {
     return {Keys().GetKeyRed(track, seq), Keys().GetKeyGreen(track, seq), Keys().GetKeyBlue(track, seq)};
 }
-
-// The selection edges as the edits take them, and the position slider's time.
-int32_t SelectionStart();
-int32_t SelectionEnd();
-int32_t SliderTime();
-// Whether the lines of the selection sliders over the rows show.
-bool StartLineShown();
-bool EndLineShown();
 
 // The command's frame: InSelectionUpdate and the hourglass around the routine; false
 // when another edit runs.

@@ -155,7 +155,7 @@ void EditPaste()
         int32_t position = 0;
         bool shift = false;
         // One slider showing is enough here, where a cut wants both.
-        if (!StartLineShown() && !EndLineShown()) {
+        if (!TimelineView::SelLineShown(true) && !TimelineView::SelLineShown(false)) {
             position = SliderTime();
         } else {
             EditSelection(ModeDelete);

@@ -9,11 +9,12 @@
 #include "editing/moduleTWState.h"
 #include "history/ModuleHistory.h"
 #include "preview/ModuleTWPreview.h"
+#include "shell/QmCommands.h"
 #include "shell/frmTools.h"
 #include "timeline/ModuleTreeView.h"
-#include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
+#include "timeline/TimelineView.h"
 
 #include <algorithm>
 #include <functional>
@@ -645,7 +646,7 @@ void RunEdit(const QString& name, int16_t mode, bool clears, bool emptiesBareEff
             ClearTransitionClips();
         }
         bool result = false;
-        if (StartLineShown() && EndLineShown()) {
+        if (TimelineView::SelLineShown(true) && TimelineView::SelLineShown(false)) {
             result = EditSelection(mode);
         } else {
             switch (mode) {
@@ -697,31 +698,6 @@ void RunCommand(const QString& word, bool updatesTree, const std::function<void(
 } // namespace
 
 namespace Parts {
-
-int32_t SelectionStart()
-{
-    return moduleTimeline::SelectionEdge(true);
-}
-
-int32_t SelectionEnd()
-{
-    return moduleTimeline::SelectionEdge(false);
-}
-
-int32_t SliderTime()
-{
-    return moduleScaleRenderer::PixelsToMs(moduleTimeline::LinePixel(frmTimeline::instance()->picSlider));
-}
-
-bool StartLineShown()
-{
-    return !frmTimeline::instance()->picStartSelSlider->isHidden();
-}
-
-bool EndLineShown()
-{
-    return !frmTimeline::instance()->picEndSelSlider->isHidden();
-}
 
 bool EnterEdit()
 {
@@ -784,15 +760,17 @@ bool EditSelection(int16_t mode)
             DropOutsideSelection();
         const int32_t a = SelectionStart();
         const int32_t b = SelectionEnd();
-        frmTimeline* f = frmTimeline::instance();
-        for (int i = 0; i < f->picVideo.size(); ++i)
-            WalkSources(moduleTimeline::VideoTrackOf(i), mode, false, a, b, result);
-        for (int i = 0; i < f->picAudio.size(); ++i)
-            WalkSources(moduleTimeline::AudioTrackOf(i), mode, false, a, b, result);
-        for (int i = 0; i < f->picEffect.size(); ++i)
-            WalkEffects(moduleTimeline::VideoTrackOf(i), mode, a, b, result);
-        for (int i = 0; i < f->picOverlay.size(); ++i)
-            WalkSources(OverlayTrack, mode, true, a, b, result);
+        // Video tracks, audio tracks, effect lanes, then the overlay.
+        using TimelineView::RowKind;
+        for (RowKind kind : {RowKind::Video, RowKind::Audio, RowKind::Effect, RowKind::Overlay}) {
+            for (int i = 0; i < TimelineView::RowCount(kind); ++i) {
+                const int32_t track = TimelineView::TrackOf(kind, i);
+                if (kind == RowKind::Effect)
+                    WalkEffects(track, mode, a, b, result);
+                else
+                    WalkSources(track, mode, kind == RowKind::Overlay, a, b, result);
+            }
+        }
     });
     moduleTimeline::ShowSelSliders(false);
     return result;
@@ -882,7 +860,7 @@ void DropOutsideSelection()
         const int32_t a = SelectionStart();
         const int32_t b = SelectionEnd();
         auto edgeInside = [a, b](int32_t s, int32_t e) { return (s < a && a < e) || (s < b && b < e); };
-        const int videoRows = static_cast<int>(frmTimeline::instance()->picVideo.size());
+        const int videoRows = TimelineView::RowCount(TimelineView::RowKind::Video);
         int i = 1;
         for (int32_t track : TrackCollection) {
             if (!moduleTWState::IsTrackLocked(track) && tl.GetTrackLink(track)) {
@@ -942,6 +920,16 @@ void OnEditCropClick()
 void OnEditCropSourcesClick()
 {
     RunCommand(QStringLiteral("CropSources"), true, [] { EditCrop(true); });
+}
+
+void RegisterCommands()
+{
+    QmCommands::Register(QStringLiteral("mnuEditCut"), [] { OnEditCutClick(); });
+    QmCommands::Register(QStringLiteral("mnuEditCopy"), [] { OnEditCopyClick(); });
+    QmCommands::Register(QStringLiteral("mnuEditClear"), [] { OnEditClearClick(); });
+    QmCommands::Register(QStringLiteral("mnuEditCrop"), [] { OnEditCropClick(); });
+    QmCommands::Register(QStringLiteral("mnuEditCropSources"), [] { OnEditCropSourcesClick(); });
+    QmCommands::Register(QStringLiteral("mnuEditPaste"), [] { OnEditPasteClick(); });
 }
 
 } // namespace moduleEdit

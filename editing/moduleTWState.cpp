@@ -6,12 +6,14 @@
 #include "core/QmListView.h"
 #include "engine/ITWTimeline.h"
 #include "media/frmMediaList.h"
-#include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
+#include "timeline/TimelineView.h"
 
-#include <QCheckBox>
 
 using namespace QmShared;
+using TimelineView::EffectOption;
+using TimelineView::Option;
+using TimelineView::TrackOption;
 
 namespace moduleTWState {
 
@@ -19,40 +21,9 @@ namespace {
 
 const QString kModule = QStringLiteral("moduleTWState");
 
-// Which control of a row's box arrays stands for the track: video rows by their index,
-// audio rows after them, the overlay row for OverlayTrack.
-QCheckBox* BoxOf(int32_t track, const QList<QCheckBox*>& video, const QList<QCheckBox*>& audio,
-                 const QList<QCheckBox*>& overlay)
+bool IsOn(const QString& function, const std::function<bool()>& box)
 {
-    const int videoRows = static_cast<int>(video.size());
-    for (int i = 1; i <= TrackCollection.Count(); ++i) {
-        if (TrackCollection.Item(i) != track)
-            continue;
-        if (i <= videoRows)
-            return video[i - 1];
-        if (i - videoRows - 1 < audio.size())
-            return audio[i - videoRows - 1];
-    }
-    if (track == OverlayTrack && track != 0 && !overlay.isEmpty())
-        return overlay[0];
-    return nullptr;
-}
-
-QCheckBox* EffectBoxOf(int32_t track, const QList<QCheckBox*>& effect)
-{
-    for (int i = 1; i <= TrackCollection.Count() && i <= effect.size(); ++i) {
-        if (TrackCollection.Item(i) == track)
-            return effect[i - 1];
-    }
-    return nullptr;
-}
-
-bool IsOn(const QString& function, const std::function<QCheckBox*()>& box)
-{
-    return QmTrap::Value<bool>(kModule, function, false, [&] {
-        QCheckBox* found = box();
-        return found && found->isChecked();
-    });
+    return QmTrap::Value<bool>(kModule, function, false, box);
 }
 
 // The answer, or false (with the routine's name in the log) when the engine fails.
@@ -64,11 +35,6 @@ bool Ask(const QString& function, const std::function<bool()>& question)
 ITWTimeline& Tl()
 {
     return Eng<ITWTimeline>();
-}
-
-int VideoRows()
-{
-    return static_cast<int>(frmTimeline::instance()->picVideo.size());
 }
 
 bool AnyFlag(int32_t track, int16_t (ITWTimeline::*count)(int32_t), bool (ITWTimeline::*flag)(int32_t, int16_t))
@@ -102,13 +68,6 @@ bool AnySelectedSourceOn(bool video)
     return false;
 }
 
-// Either handle of the selection sliders shows.
-bool SelHandleShown()
-{
-    frmTimeline* f = frmTimeline::instance();
-    return !f->imgStartSelHandle->isHidden() || !f->imgEndSelHandle->isHidden();
-}
-
 // A selected source whose timeline length is not its media length.
 bool HasResizedSelection(int32_t track)
 {
@@ -125,34 +84,27 @@ bool HasResizedSelection(int32_t track)
 
 bool IsTrackLocked(int32_t track)
 {
-    return IsOn(QStringLiteral("IsTrackLocked"), [track] {
-        frmTimeline* f = frmTimeline::instance();
-        return BoxOf(track, f->chkLockVideo, f->chkLockAudio, f->chkLockOverlay);
-    });
+    return IsOn(QStringLiteral("IsTrackLocked"), [track] { return TrackOption(track, Option::Lock); });
 }
 
 bool IsTrackDisabled(int32_t track)
 {
-    return IsOn(QStringLiteral("IsTrackDisabled"), [track] {
-        frmTimeline* f = frmTimeline::instance();
-        return BoxOf(track, f->chkDisableVideo, f->chkDisableAudio, f->chkDisableOverlay);
-    });
+    return IsOn(QStringLiteral("IsTrackDisabled"), [track] { return TrackOption(track, Option::Disable); });
 }
 
 bool IsEffectLocked(int32_t track)
 {
-    return IsOn(QStringLiteral("IsEffectLocked"), [track] { return EffectBoxOf(track, frmTimeline::instance()->chkLockEffect); });
+    return IsOn(QStringLiteral("IsEffectLocked"), [track] { return EffectOption(track, Option::Lock); });
 }
 
 bool IsEffectDisabled(int32_t track)
 {
-    return IsOn(QStringLiteral("IsEffectDisabled"),
-                [track] { return EffectBoxOf(track, frmTimeline::instance()->chkDisableEffect); });
+    return IsOn(QStringLiteral("IsEffectDisabled"), [track] { return EffectOption(track, Option::Disable); });
 }
 
 bool IsEffectSelected(int32_t track)
 {
-    return IsOn(QStringLiteral("IsEffectSelected"), [track] { return EffectBoxOf(track, frmTimeline::instance()->chkLinkEffect); });
+    return IsOn(QStringLiteral("IsEffectSelected"), [track] { return EffectOption(track, Option::Link); });
 }
 
 bool IsAnySourceSelected(int32_t track)
@@ -203,7 +155,7 @@ bool IsAudioSourceSelected()
 bool IsAudioSourceSelected(int audioTrack)
 {
     return Ask(QStringLiteral("IsAudioSourceSelected"), [audioTrack] {
-        const int item = VideoRows() + audioTrack;
+        const int item = TimelineView::RowCount(TimelineView::RowKind::Video) + audioTrack;
         return !IsTimelineEmpty() && item <= TrackCollection.Count()
                && AnySelectedSource(TrackCollection.Item(item));
     });
@@ -225,8 +177,8 @@ bool IsEditingValid()
         if (IsTimelineEmpty())
             return false;
         auto& tl = Tl();
-        const int videoRows = VideoRows();
-        if (!moduleTimeline::SelSlidersVisible()) {
+        const int videoRows = TimelineView::RowCount(TimelineView::RowKind::Video);
+        if (!TimelineView::SelectionShown()) {
             for (int i = 1; i <= TrackCollection.Count(); ++i) {
                 const int32_t track = TrackCollection.Item(i);
                 if (!IsTrackLocked(track) && AnySelectedSource(track))
@@ -236,7 +188,7 @@ bool IsEditingValid()
             }
             return !IsTrackLocked(OverlayTrack) && AnySelectedSource(OverlayTrack);
         }
-        const int32_t edges[] = {moduleTimeline::SelectionEdge(true), moduleTimeline::SelectionEdge(false)};
+        const int32_t edges[] = {TimelineView::SelectionStart(), TimelineView::SelectionEnd()};
         for (int32_t track : TrackCollection) {
             if (tl.GetTrackLink(track) && !IsTrackLocked(track) && tl.GetSourceCount(track) > 0)
                 return true;
@@ -254,7 +206,7 @@ bool IsEditingValid()
 bool IsRestoreSizeValid()
 {
     return Ask(QStringLiteral("IsRestoreSizeValid"), [] {
-        if (IsTimelineEmpty() || SelHandleShown())
+        if (IsTimelineEmpty() || TimelineView::AnySelHandleShown())
             return false;
         for (int32_t track : TrackCollection)
             if (!IsTrackLocked(track) && HasResizedSelection(track))
@@ -266,7 +218,7 @@ bool IsRestoreSizeValid()
 bool IsSetOverlayTransparencyValid()
 {
     return Ask(QStringLiteral("IsSetOverlayTransparencyValid"), [] {
-        return !IsTimelineEmpty() && !SelHandleShown() && !IsTrackLocked(OverlayTrack)
+        return !IsTimelineEmpty() && !TimelineView::AnySelHandleShown() && !IsTrackLocked(OverlayTrack)
                && AnySelectedSource(OverlayTrack);
     });
 }

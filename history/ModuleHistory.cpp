@@ -8,13 +8,12 @@
 #include "engine/ITWTimeline.h"
 #include "preview/ModuleTWPreview.h"
 #include "shell/frmTools.h"
-#include "shell/mdiTarnwick.h"
+#include "shell/QmCommands.h"
 #include "timeline/ModuleTreeView.h"
-#include "timeline/frmTimeline.h"
+#include "timeline/TimelineView.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
 
-#include <QScrollBar>
 
 using namespace QmShared;
 
@@ -157,8 +156,8 @@ void TakeImage(QList<SourceImage>& sources, QList<EffectImage>& effects, QList<T
                QList<SourceImage>& overlays, int32_t transitionNameBuffer)
 {
     auto& tl = Tl();
-    frmTimeline* f = frmTimeline::instance();
-    const int tracks = static_cast<int>(f->picVideo.size() + f->picAudio.size());
+    using TimelineView::RowKind;
+    const int tracks = TimelineView::RowCount(RowKind::Video) + TimelineView::RowCount(RowKind::Audio);
     for (int i = 1; i <= tracks && i <= TrackCollection.Count(); ++i) {
         const int32_t track = TrackCollection.Item(i);
         const int16_t n = tl.GetSourceCount(track);
@@ -215,24 +214,20 @@ void Redraw()
 
 void MenuUpdate()
 {
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->EnableOrDisableMenuItems();
+    QmCommands::RefreshStates();
 }
 
-QScrollBar* Hsb()
-{
-    return frmTimeline::instance()->hsb;
-}
 
 } // namespace
 
+void RegisterCommands()
+{
+    QmCommands::Register(QStringLiteral("mnuEditUndo"), [] { mnuEditUndo_Click(); });
+    QmCommands::Register(QStringLiteral("mnuEditRedo"), [] { mnuEditRedo_Click(); });
+}
+
 void Install()
 {
-    if (!mdiTarnwick::exists())
-        return;
-    mdiTarnwick* main = mdiTarnwick::instance();
-    main->SetCommand(QStringLiteral("mnuEditUndo"), [] { mnuEditUndo_Click(); });
-    main->SetCommand(QStringLiteral("mnuEditRedo"), [] { mnuEditRedo_Click(); });
     QmListView* rows = Rows();
     QObject::connect(rows, &QmListView::Click, rows, [rows] { lvwHistory_Click(rows->SelectedRow()); });
     QObject::connect(rows, &QmListView::KeyDown, rows, [rows](int key) {
@@ -278,7 +273,7 @@ void AddOperationToHistory(const QString& word)
         HistoryEntry->SetEditOperationData();
         HistoryEntry->SetEffectOperationData();
         HistoryEntry->SetTransitionOperationData();
-        HistoryEntry->SetScrollValue(Hsb()->value());
+        HistoryEntry->SetScrollValue(TimelineView::ScrollValue());
         HistoryCollection.Add(HistoryEntry);
     });
 }
@@ -301,8 +296,8 @@ void Undo()
         EmptyTimeline();
         RestoreTimeline();
         Redraw();
-        QScrollBar* hsb = Hsb();
-        hsb->setValue(entry->GetScrollValue() > hsb->maximum() ? hsb->maximum() : entry->GetScrollValue());
+        const int32_t most = TimelineView::ScrollMaximum();
+        TimelineView::SetScrollValue(entry->GetScrollValue() > most ? most : entry->GetScrollValue());
         --HistoryIndex;
         UndoInProgress = false;
         ModuleTreeView::UpdateTreeView();
@@ -344,7 +339,7 @@ void Redo()
         }
         ++HistoryIndex;
         Redraw();
-        Hsb()->setValue(scrollFrom.GetScrollValue());
+        TimelineView::SetScrollValue(scrollFrom.GetScrollValue());
         RedoInProgress = false;
         RowRestored = false;
         // Whichever way the row came back, the player takes the timeline rebuilt.
@@ -489,8 +484,8 @@ void EmptyTimeline()
 {
     Trapped(QStringLiteral("EmptyTimeline"), [] {
         auto& tl = Tl();
-        frmTimeline* f = frmTimeline::instance();
-        for (int i = 0; i < f->picVideo.size() && i < TrackCollection.Count(); ++i)
+        const int videoRows = TimelineView::RowCount(TimelineView::RowKind::Video);
+        for (int i = 0; i < videoRows && i < TrackCollection.Count(); ++i)
             while (tl.RemoveEffect(TrackCollection.Item(i + 1), 0)) {
             }
         for (int32_t track : TrackCollection)

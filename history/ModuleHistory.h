@@ -46,7 +46,9 @@ inline QList<EffectImage> LastEffectImages;
 inline QList<TransitionImage> LastTransitionImages;
 inline QList<SourceImage> LastOverlaySourceImages;
 
-// Gives Undo and Redo their menu commands and the history list its clicks.
+// Gives Undo and Redo their menu commands (once, by the main window).
+void RegisterCommands();
+// Gives the tools panel's history list its clicks.
 void Install();
 
 void AddOperationToHistory(const QString& word);

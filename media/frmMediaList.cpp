@@ -10,12 +10,14 @@
 #include "core/QmTrap.h"
 #include "core/QmVideoSurface.h"
 #include "core/moduleUtilities.h"
+#include "core/QmStatus.h"
 #include "engine/ITWFilePreview.h"
 #include "engine/ITWStreamInfo.h"
 #include "media/moduleTarnwick.h"
 #include "shell/QmMenuArray.h"
+#include "shell/QmCommands.h"
 #include "shell/mdiTarnwick.h"
-#include "timeline/frmTimeline.h"
+#include "timeline/TimelineView.h"
 #include "tools/frmVolume.h"
 
 #include <QApplication>
@@ -89,16 +91,10 @@ frmMediaList::frmMediaList()
             lvwMediaList_Click();
     });
     // While a row is dragged, the track pictures take drops.
-    auto dropTargets = [](bool on) {
-        frmTimeline* timeline = frmTimeline::instance();
-        for (QWidget* pic : {timeline->picVideo[0], timeline->picEffect[0], timeline->picOverlay[0],
-                             timeline->picAudio[0], timeline->picAudio[1]})
-            pic->setAcceptDrops(on);
-    };
-    connect(lvwMediaList, &QmListView::DragStarted, this, [dropTargets] { dropTargets(true); });
-    connect(lvwMediaList, &QmListView::DragEnded, this, [dropTargets] { dropTargets(false); });
+    connect(lvwMediaList, &QmListView::DragStarted, this, [] { TimelineView::AcceptMediaDrops(true); });
+    connect(lvwMediaList, &QmListView::DragEnded, this, [] { TimelineView::AcceptMediaDrops(false); });
     connect(lvwMediaList, &QmListView::MouseMoved, this,
-            [] { mdiTarnwick::ShowStatus(QStringLiteral("Lists all the media files with their information")); });
+            [] { QmStatus::Show(QStringLiteral("Lists all the media files with their information")); });
 
     QFont verdana(QStringLiteral("Verdana"));
     verdana.setPointSizeF(8.0);
@@ -196,23 +192,26 @@ void frmMediaList::Load()
         return;
     m_loaded = true;
     mdiTarnwick* main = mdiTarnwick::instance();
-    main->SetCommand(QStringLiteral("mnuFileOpen"), [] {
+    main->mnuFileRF().SetHandler([main](int index) {
+        QmTrap::Run(kModule, QStringLiteral("mnuFileRF_Click"),
+                    [&] { moduleTarnwick::OpenResentFile(main->mnuFileRF().Caption(index)); });
+        QmCommands::RefreshStates();
+    });
+}
+
+void frmMediaList::RegisterCommands()
+{
+    QmCommands::Register(QStringLiteral("mnuFileOpen"), [] {
         BusyOpening = true;
         moduleTarnwick::OnFileOpenClick();
         BusyOpening = false;
         ProjectModified = true;
         MediaListDirty = true;
     });
-    main->SetCommand(QStringLiteral("mnuFileClose"), [] { moduleTarnwick::OnFileCloseClick(); });
-    main->SetCommand(QStringLiteral("mnuFilePreview"), [this] { OnLvwMediaListDblClick(); });
-    main->mnuFileRF().SetHandler([main](int index) {
-        QmTrap::Run(kModule, QStringLiteral("mnuFileRF_Click"),
-                    [&] { moduleTarnwick::OpenResentFile(main->mnuFileRF().Caption(index)); });
-        main->EnableOrDisableMenuItems();
-    });
-    main->SetCommand(QStringLiteral("mnuFileRF"), [] {});
+    QmCommands::Register(QStringLiteral("mnuFileClose"), [] { moduleTarnwick::OnFileCloseClick(); });
+    QmCommands::Register(QStringLiteral("mnuFilePreview"), [] { instance()->OnLvwMediaListDblClick(); });
     for (int view = QmListView::LargeIcons; view <= QmListView::Report; ++view)
-        main->SetCommand(QString::fromLatin1(kViewEntries[view].item), [this, view] { SetListView(view); });
+        QmCommands::Register(QString::fromLatin1(kViewEntries[view].item), [view] { instance()->SetListView(view); });
 }
 
 void frmMediaList::SetListView(int view)
@@ -272,7 +271,7 @@ void frmMediaList::OnLvwMediaListClick()
         [this] {
             const int row = lvwMediaList->SelectedRow();
             const QString rowText = row >= 0 ? lvwMediaList->Text(row) : QString();
-            mdiTarnwick::ShowStatus(QStringLiteral("Selected file: \"") + rowText +
+            QmStatus::Show(QStringLiteral("Selected file: \"") + rowText +
                                     QStringLiteral("\". Total Files in Media List: ") +
                                     QString::number(lvwMediaList->Count()) + u'.');
             if (lvwMediaList->Count() > 0 && row >= 0) {
@@ -346,8 +345,7 @@ void frmMediaList::lvwMediaList_Click()
     InSelectionUpdate = true;
     tmFilePreview->stop();
     OnLvwMediaListClick();
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->EnableOrDisableMenuItems();
+    QmCommands::RefreshStates();
     if (RightClickPending && mdiTarnwick::exists()) {
         RightClickPending = false;
         mdiTarnwick::instance()->mnuMediaListContext()->popup(QCursor::pos());
@@ -400,9 +398,9 @@ bool frmMediaList::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::MouseMove) {
         if (watched == picPreviewSmall)
-            mdiTarnwick::ShowStatus(QStringLiteral("Instant preview of the currently selected media file"));
+            QmStatus::Show(QStringLiteral("Instant preview of the currently selected media file"));
         else
-            mdiTarnwick::ShowStatus(QStringLiteral("File information of the currently selected media file"));
+            QmStatus::Show(QStringLiteral("File information of the currently selected media file"));
     }
     return QmPanel::eventFilter(watched, event);
 }

@@ -25,6 +25,8 @@ public:
 
     // The form's load: gives the media list's menu entries their commands.
     void Load();
+    // Gives the media list's menu entries their commands (once, by the main window).
+    static void RegisterCommands();
 
     QmListView* lvwMediaList = nullptr;
     QGroupBox* fmeMediaInfo = nullptr;

@@ -9,6 +9,7 @@
 #include "core/QmTrap.h"
 #include "core/QmVideoSurface.h"
 #include "core/moduleUtilities.h"
+#include "core/QmStatus.h"
 #include "editing/moduleEdit.h"
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWFilePreview.h"
@@ -26,7 +27,6 @@
 
 #include <QApplication>
 #include <QLabel>
-#include <QProgressBar>
 #include <QTimer>
 
 using namespace QmShared;
@@ -49,11 +49,6 @@ QmListView* List()
     return frmMediaList::instance()->lvwMediaList;
 }
 
-QProgressBar* ProgressBar()
-{
-    return mdiTarnwick::exists() ? mdiTarnwick::instance()->pbarMain() : nullptr;
-}
-
 void Hourglass(bool on)
 {
     on ? QmPointer::Hourglass() : QmPointer::Normal();
@@ -61,10 +56,9 @@ void Hourglass(bool on)
 
 void EndOfOpening()
 {
-    mdiTarnwick::ShowStatus(QStringLiteral("Done"));
+    QmStatus::Show(QStringLiteral("Done"));
     Hourglass(false);
-    if (QProgressBar* bar = ProgressBar())
-        bar->hide();
+    QmStatus::HideProgress();
 }
 
 QString LastPieceAt(const QString& text, QChar separator)
@@ -205,25 +199,19 @@ void OnFileOpenClick()
             request.flags = kOpenFlags;
             request.maxFileSize = kNameBuffer;
             request.initDir = WorkingFolder;
-            mdiTarnwick::ShowStatus(QStringLiteral("Opening file..."));
+            QmStatus::Show(QStringLiteral("Opening file..."));
             Hourglass(true);
             const QStringList parts = QmDialogs::ShowOpen(request).fileName.split(QChar(u'\0'));
 
             if (parts.size() > 1) {
                 const QString folder = parts[0];
                 const int total = static_cast<int>(parts.size()) - 1;
-                QProgressBar* bar = ProgressBar();
-                if (bar) {
-                    bar->setRange(0, total);
-                    bar->setValue(0);
-                    bar->show();
-                }
+                QmStatus::Progress(0, total);
                 for (int n = 1; n <= total; ++n) {
-                    mdiTarnwick::ShowStatus(QStringLiteral("Opening file ") + QmNumbers::Format(n, u"00") +
+                    QmStatus::Show(QStringLiteral("Opening file ") + QmNumbers::Format(n, u"00") +
                                             QStringLiteral(" of ") + QmNumbers::Format(total, u"00") +
                                             QStringLiteral(" (") + parts[n] + u')');
-                    if (bar)
-                        bar->setValue(n);
+                    QmStatus::Progress(n, total);
                     OpenOneOfSeveral(folder, parts[n]);
                 }
             } else {
@@ -473,7 +461,7 @@ void OnFileCloseClick()
 void OpenResentFile(const QString& path)
 {
     QmTrap::Run(kModule, QStringLiteral("OpenResentFile"), [&] {
-        mdiTarnwick::ShowStatus(QStringLiteral("Opening files..."));
+        QmStatus::Show(QStringLiteral("Opening files..."));
         Hourglass(true);
         LastOpenedExtension = LastPieceAt(ExtractFileName(path), u'.');
         if (!CheckMediaFile(path)) {
@@ -489,7 +477,7 @@ void OpenResentFile(const QString& path)
         }
         OpenStreams(file);
         AppendToTWListView(file);
-        mdiTarnwick::ShowStatus(QStringLiteral("Done"));
+        QmStatus::Show(QStringLiteral("Done"));
         Hourglass(false);
     });
 }

@@ -6,11 +6,12 @@
 #include "core/QmTrap.h"
 #include "core/QmVideoSurface.h"
 #include "core/moduleUtilities.h"
+#include "core/QmStatus.h"
 #include "editing/moduleTWState.h"
 #include "engine/ITWPreview.h"
 #include "preview/frmPreview.h"
-#include "shell/mdiTarnwick.h"
 #include "timeline/moduleTimeline.h"
+#include "timeline/TimelineView.h"
 
 #include <QLabel>
 #include <QSlider>
@@ -75,7 +76,7 @@ void UpdatePreview()
             if (!Player().IsPreviewValid()) {
                 Player().ClosePreview();
                 InitPreview();
-                mdiTarnwick::ShowStatus(QStringLiteral("Preview update failed. Rebuilt Preview."));
+                QmStatus::Show(QStringLiteral("Preview update failed. Rebuilt Preview."));
             }
             Player().RefreshPreview();
             switch (PreviewState) {
@@ -105,7 +106,7 @@ void UpdatePreview()
         }
         const QString text = moduleUtilities::MilliSecondsToTimetypeAsString(duration);
         Form()->lblDuration->setText(text);
-        mdiTarnwick::ShowStatus(text, QStringLiteral("DURATION"));
+        QmStatus::Show(text, QStringLiteral("DURATION"));
     });
     QmPointer::Normal();
 }
@@ -116,7 +117,7 @@ void OnCmdPlayClick()
         if (moduleTimeline::GetTimelineDuration() < 1 || PreviewState == 1)
             return;
         QSlider* bar = SeekBar();
-        if (moduleTimeline::SelSlidersVisible()) {
+        if (TimelineView::SelectionShown()) {
             // Play covers the selection: the bar's ends stop it.
             const int32_t start = moduleTimeline::GetSelSliderPosition(true);
             const int32_t end = moduleTimeline::GetSelSliderPosition(false);
@@ -164,7 +165,7 @@ void OnCmdStopClick()
         Form()->tm->stop();
         SeekBar()->setValue(0);
         moduleTimeline::SetSliderPosition(SeekBar()->value(), false);
-        if (moduleTimeline::SelSlidersVisible())
+        if (TimelineView::SelectionShown())
             moduleTimeline::SetSliderPosition(moduleTimeline::GetSelSliderPosition(true), false);
         Player().Seek(SliderPosition);
         Player().Halt();

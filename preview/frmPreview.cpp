@@ -4,9 +4,10 @@
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/QmVideoSurface.h"
+#include "core/QmStatus.h"
 #include "engine/ITWPreview.h"
 #include "preview/ModuleTWPreview.h"
-#include "shell/mdiTarnwick.h"
+#include "shell/QmCommands.h"
 #include "timeline/moduleTimeline.h"
 #include "tools/frmVolume.h"
 
@@ -194,6 +195,14 @@ void frmPreview::SetInitialIcons()
     cmdMute->setToolTip(QStringLiteral("Volume"));
 }
 
+void frmPreview::RegisterCommands()
+{
+    for (const char* action : {"Play", "Pause", "Stop", "Rewind", "Forward", "Loop playback"}) {
+        const QString name = QLatin1String(action);
+        QmCommands::Register(QStringLiteral("DoPreviewAction:") + name, [name] { ModuleTWPreview::DoPreviewAction(name); });
+    }
+}
+
 void frmPreview::Load()
 {
     QmTrap::Run(kModule, QStringLiteral("Form_Load"), [this] {
@@ -201,13 +210,6 @@ void frmPreview::Load()
         volume->LoadVolume();
         // The players keep the volume from now on, whichever is made first.
         volume->SetVolume(volume->GetVolume());
-        if (mdiTarnwick::exists()) {
-            for (const char* action : {"Play", "Pause", "Stop", "Rewind", "Forward", "Loop playback"}) {
-                const QString name = QLatin1String(action);
-                mdiTarnwick::instance()->SetCommand(QStringLiteral("DoPreviewAction:") + name,
-                                                    [name] { ModuleTWPreview::DoPreviewAction(name); });
-            }
-        }
         Resize();
     });
 }
@@ -292,14 +294,14 @@ bool frmPreview::eventFilter(QObject* watched, QEvent* event)
     if (event->type() == QEvent::MouseMove) {
         const QVariant hint = watched->property("hint");
         auto* control = qobject_cast<QWidget*>(watched);
-        if (hint.isValid() && control && mdiTarnwick::exists()) {
+        if (hint.isValid() && control) {
             // A move that a control within passes on keeps that control's hint.
             bool inner = false;
             const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();
             for (QWidget* c = control->childAt(at); c && c != control; c = c->parentWidget())
                 inner = inner || c->property("hint").isValid();
             if (!inner)
-                mdiTarnwick::instance()->SetStatusText(hint.toString());
+                QmStatus::Show(hint.toString());
         }
     } else if (event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent*>(event)->key();

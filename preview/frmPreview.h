@@ -38,6 +38,8 @@ public:
     // The form's load: the stored volume, and the transport's commands for the tools
     // panel's actions.
     void Load();
+    // Gives the tools panel's preview actions their commands (once, by the main window).
+    static void RegisterCommands();
     // The form's unload: the player closed and the volume stored.
     void Unload();
     // Pictures and tool tips of the transport.

@@ -68,3 +68,9 @@ void QmMenuArray::SetEnabled(int index, bool enabled)
     if (QAction* action = Item(index))
         action->setEnabled(enabled);
 }
+
+void QmMenuArray::SetHandler(std::function<void(int)> handler)
+{
+    m_handler = std::move(handler);
+    m_menu->menuAction()->setEnabled(static_cast<bool>(m_handler));
+}

@@ -27,8 +27,9 @@ public:
     void SetCaption(int index, const QString& caption);
     void SetEnabled(int index, bool enabled);
 
-    // Runs when an item is clicked, with its index.
-    void SetHandler(std::function<void(int)> handler) { m_handler = std::move(handler); }
+    // Runs when an item is clicked, with its index. The menu opens once its items have
+    // a handler.
+    void SetHandler(std::function<void(int)> handler);
 
 private:
     QMenu* m_menu;

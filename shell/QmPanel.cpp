@@ -1,6 +1,6 @@
 #include "shell/QmPanel.h"
 
-#include "shell/mdiTarnwick.h"
+#include "core/QmStatus.h"
 
 QmPanel::QmPanel(QWidget* parent)
     : QWidget(parent)
@@ -10,6 +10,6 @@ QmPanel::QmPanel(QWidget* parent)
 
 void QmPanel::mouseMoveEvent(QMouseEvent* event)
 {
-    mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
+    QmStatus::Show(QStringLiteral("Ready"));
     QWidget::mouseMoveEvent(event);
 }

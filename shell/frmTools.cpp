@@ -5,12 +5,14 @@
 #include "core/QmMsgBox.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
+#include "core/QmStatus.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
 #include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/moduleTimeline.h"
+#include "timeline/TimelineView.h"
 
 #include <QHash>
 #include <QLabel>
@@ -73,7 +75,7 @@ frmTools::frmTools()
     lvwEffects->setWhatsThis(QStringLiteral(
         "The effects you can add to the timeline's effect track. Double-click one, or choose it and press Add."));
     connect(lvwEffects, &QmListView::MouseMoved, this,
-            [] { mdiTarnwick::ShowStatus(QStringLiteral("Lists all effects that can be added to the timeline")); });
+            [] { QmStatus::Show(QStringLiteral("Lists all effects that can be added to the timeline")); });
     cmdAdd = new QToolButton(effects);
     cmdAdd->setObjectName(QStringLiteral("cmdAdd"));
     cmdAdd->setText(QStringLiteral("&Add"));
@@ -93,7 +95,7 @@ frmTools::frmTools()
     lvwHistory->SetColumns({QStringLiteral("Operation")});
     lvwHistory->SetView(QmListView::Report);
     connect(lvwHistory, &QmListView::MouseMoved, this,
-            [] { mdiTarnwick::ShowStatus(QStringLiteral("Lists all operations that has been carried out")); });
+            [] { QmStatus::Show(QStringLiteral("Lists all operations that has been carried out")); });
     tbsTools->addTab(lvwHistory, QStringLiteral("History"));
     lvwHistory->setWhatsThis(QStringLiteral(
         "The operations done on the timeline, newest last. Click one to undo back to it, or to redo up to it."));
@@ -187,7 +189,7 @@ void frmTools::ActionsBuildTimeline()
         AddNode(QStringLiteral("CUT"), QStringLiteral("Cut selection"));
         AddNode(QStringLiteral("COPY"), QStringLiteral("Copy selection"));
         AddNode(QStringLiteral("CROP"), QStringLiteral("Crop selection"));
-        if (moduleTimeline::SelSlidersVisible())
+        if (TimelineView::SelectionShown())
             AddNode(QStringLiteral("CROP_SOURCES"), QStringLiteral("Crop source(s)"));
     }
     if (moduleEdit::IsClipboardFilled())
@@ -282,7 +284,7 @@ bool frmTools::eventFilter(QObject* watched, QEvent* event)
         if (event->type() == QEvent::MouseButtonPress)
             m_leftPressed = static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton;
         else if (event->type() == QEvent::MouseMove)
-            mdiTarnwick::ShowStatus(QStringLiteral("Lists all actions possible in the current context"));
+            QmStatus::Show(QStringLiteral("Lists all actions possible in the current context"));
     }
     return QmPanel::eventFilter(watched, event);
 }

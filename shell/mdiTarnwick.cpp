@@ -10,15 +10,18 @@
 #include "core/QmTrap.h"
 #include "core/QmWeb.h"
 #include "core/QmListView.h"
+#include "core/QmStatus.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
 #include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
 #include "preview/frmPreview.h"
+#include "shell/QmCommands.h"
 #include "shell/QmMenuArray.h"
 #include "shell/frmTools.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
+#include "timeline/TimelineView.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -125,35 +128,36 @@ mdiTarnwick::mdiTarnwick()
     BuildContextMenus();
     BuildToolbar();
     BuildStatusBar();
+    QmStatus::Install({[this](const QString& key, const QString& text) {
+                           if (QLabel* panel = StatusPanel(key))
+                               panel->setText(text);
+                       },
+                       [this](int value, int maximum) {
+                           if (maximum < 0) {
+                               m_pbarMain->hide();
+                               return;
+                           }
+                           m_pbarMain->setRange(0, maximum);
+                           m_pbarMain->setValue(value);
+                           m_pbarMain->show();
+                       }});
     DisableEntriesWithoutCommand();
-
-    // The frame's own commands.
-    SetCommand(QStringLiteral("mnuFileExit"), [this] { close(); });
-    SetCommand(QStringLiteral("mnuWindowArrangeAll"), [this] {
-        ArrangeByVisibility();
-        QApplication::processEvents();
-        ArrangeByVisibility();
-    });
-    SetCommand(QStringLiteral("mnuHelpWhatsThis"), [] { QWhatsThis::enterWhatsThisMode(); });
-    SetCommand(QStringLiteral("mnuHelpSection"), [] { ShowHelpTopic(QStringLiteral("1_Welcome.htm")); });
-    SetCommand(QStringLiteral("mnuHelpTutorial"), [] { ShowHelpTopic(QStringLiteral("tutorial/index.html")); });
-    SetCommand(QStringLiteral("mnuHelpReportBugs"),
-               [] { QmDesktop::Open(WebHost() + QStringLiteral("/Quillmont/report_bug.aspx")); });
-    SetCommand(QStringLiteral("mnuHelpNewFeatureRequest"),
-               [] { QmDesktop::Open(WebHost() + QStringLiteral("/Quillmont/new_feature.aspx")); });
-    SetCommand(QStringLiteral("mnuHelpAbout"), [] {
-        MsgBox(QStringLiteral("Quillmont\r\nVersion 1.8 Release 1\r\n\r\n"
-                              "A non-linear video editor: lay out video, sound and pictures on a "
-                              "timeline, add effects, text and overlays, and save the result as a movie."),
-               QmMsgBox::Icon::Information, QmMsgBox::Buttons::OkOnly, QStringLiteral("About Quillmont"));
-    });
+    for (const QString& name : QmCommands::Names())
+        OnCommandRegistered(name);
+    QmCommands::SetRegisteredListener([this](const QString& name) { OnCommandRegistered(name); });
+    QmCommands::SetStateRefresher([this] { EnableOrDisableMenuItems(); });
 
     const QRect screen = QGuiApplication::primaryScreen() ? QGuiApplication::primaryScreen()->availableGeometry()
                                                           : QRect(0, 0, 1280, 800);
     resize(qMax(800, screen.width() * 9 / 10), qMax(600, screen.height() * 9 / 10));
 }
 
-mdiTarnwick::~mdiTarnwick() = default;
+mdiTarnwick::~mdiTarnwick()
+{
+    QmStatus::Uninstall();
+    QmCommands::SetRegisteredListener({});
+    QmCommands::SetStateRefresher({});
+}
 
 QAction* mdiTarnwick::AddItem(QMenu* menu, const char* name, const char* caption, const char* shortcut)
 {
@@ -428,29 +432,20 @@ QmMenuArray& mdiTarnwick::mnuFileRP() const
     return *m_mnuFileRP;
 }
 
-void mdiTarnwick::SetCommand(const QString& menuName, std::function<void()> command)
+void mdiTarnwick::OnCommandRegistered(const QString& name)
 {
-    m_commands.insert(menuName, std::move(command));
-    SetItemEnabled(menuName, true);
-    if (menuName == u"mnuFileRF")
-        Menu(QStringLiteral("mnuFileResentFiles"))->menuAction()->setEnabled(true);
-    else if (menuName == u"mnuFileRP")
-        Menu(QStringLiteral("mnuFileResentProjects"))->menuAction()->setEnabled(true);
+    SetItemEnabled(name, true);
 }
 
 bool mdiTarnwick::HasCommand(const QString& menuName) const
 {
-    return m_commands.contains(m_twins.value(menuName, menuName));
+    return QmCommands::Has(m_twins.value(menuName, menuName));
 }
 
 void mdiTarnwick::RunCommand(const QString& menuName)
 {
     const QString target = m_twins.value(menuName, menuName);
-    const auto it = m_commands.constFind(target);
-    if (it == m_commands.constEnd())
-        return;
-    const std::function<void()> command = it.value();
-    QmTrap::Run(kModule, target + QStringLiteral("_Click"), command);
+    QmTrap::Run(kModule, target + QStringLiteral("_Click"), [&target] { QmCommands::Run(target); });
     EnableOrDisableMenuItems();
 }
 
@@ -516,7 +511,7 @@ void mdiTarnwick::EnableOrDisableMenuItems()
         const bool editing = IsEditingValid();
         for (const char* name : {"mnuEditCut", "mnuEditCopy", "mnuEditClear", "mnuEditCrop"})
             SetItemEnabled(QString::fromLatin1(name), editing);
-        SetItemEnabled(QStringLiteral("mnuEditCropSources"), editing && moduleTimeline::SelSlidersVisible());
+        SetItemEnabled(QStringLiteral("mnuEditCropSources"), editing && TimelineView::SelectionShown());
         SetItemEnabled(QStringLiteral("mnuEditPaste"), moduleEdit::IsClipboardFilled());
         SetItemEnabled(QStringLiteral("mnuEditUndo"), ModuleHistory::CanUndo());
         SetItemEnabled(QStringLiteral("mnuEditRedo"), ModuleHistory::CanRedo());
@@ -552,14 +547,9 @@ void mdiTarnwick::DisableEntriesWithoutCommand()
     for (QAction* button : std::as_const(m_buttons))
         button->setEnabled(false);
     // The recent lists' items keep the states the lists give them; their menus open
-    // once their entries have a command.
+    // once the lists have a handler.
     Menu(QStringLiteral("mnuFileResentFiles"))->menuAction()->setEnabled(false);
     Menu(QStringLiteral("mnuFileResentProjects"))->menuAction()->setEnabled(false);
-}
-
-void mdiTarnwick::SetStatusText(const QString& text)
-{
-    StatusPanel(QStringLiteral("sbr_1"))->setText(text);
 }
 
 QLabel* mdiTarnwick::StatusPanel(const QString& key) const
@@ -567,12 +557,48 @@ QLabel* mdiTarnwick::StatusPanel(const QString& key) const
     return statusBar()->findChild<QLabel*>(key);
 }
 
-void mdiTarnwick::ShowStatus(const QString& text, const QString& key)
+void mdiTarnwick::RegisterCommands()
 {
-    if (!exists())
-        return;
-    if (QLabel* panel = instance()->StatusPanel(key))
-        panel->setText(text);
+    // The frame's own commands find the frame when they run.
+    QmCommands::Register(QStringLiteral("mnuFileExit"), [] { instance()->close(); });
+    QmCommands::Register(QStringLiteral("mnuWindowArrangeAll"), [] {
+        instance()->ArrangeByVisibility();
+        QApplication::processEvents();
+        instance()->ArrangeByVisibility();
+    });
+    QmCommands::Register(QStringLiteral("mnuHelpWhatsThis"), [] { QWhatsThis::enterWhatsThisMode(); });
+    QmCommands::Register(QStringLiteral("mnuHelpSection"), [] { ShowHelpTopic(QStringLiteral("1_Welcome.htm")); });
+    QmCommands::Register(QStringLiteral("mnuHelpTutorial"), [] { ShowHelpTopic(QStringLiteral("tutorial/index.html")); });
+    QmCommands::Register(QStringLiteral("mnuHelpReportBugs"),
+                         [] { QmDesktop::Open(WebHost() + QStringLiteral("/Quillmont/report_bug.aspx")); });
+    QmCommands::Register(QStringLiteral("mnuHelpNewFeatureRequest"),
+                         [] { QmDesktop::Open(WebHost() + QStringLiteral("/Quillmont/new_feature.aspx")); });
+    QmCommands::Register(QStringLiteral("mnuHelpAbout"), [] {
+        MsgBox(QStringLiteral("Quillmont\r\nVersion 1.8 Release 1\r\n\r\n"
+                              "A non-linear video editor: lay out video, sound and pictures on a "
+                              "timeline, add effects, text and overlays, and save the result as a movie."),
+               QmMsgBox::Icon::Information, QmMsgBox::Buttons::OkOnly, QStringLiteral("About Quillmont"));
+    });
+    // The Window menu's checks show and hide the panels.
+    const std::pair<const char*, QWidget* (*)()> panels[] = {
+        {"mnuViewMediaList", [] { return static_cast<QWidget*>(frmMediaList::instance()); }},
+        {"mnuViewTimeline", [] { return static_cast<QWidget*>(frmTimeline::instance()); }},
+        {"mnuViewPreview", [] { return static_cast<QWidget*>(frmPreview::instance()); }},
+    };
+    for (const auto& [name, panel] : panels) {
+        const QString check = QString::fromLatin1(name);
+        QmCommands::Register(check, [check, panel] { instance()->mnuWindowPanel_Click(panel(), instance()->Item(check)); });
+    }
+    QmCommands::Register(QStringLiteral("mnuViewTools"), [] {
+        instance()->m_toolsDock->setVisible(instance()->Item(QStringLiteral("mnuViewTools"))->isChecked());
+    });
+
+    // The panels' and modules' own.
+    frmMediaList::RegisterCommands();
+    frmTimeline::RegisterCommands();
+    frmPreview::RegisterCommands();
+    ModuleHistory::RegisterCommands();
+    moduleEdit::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel, const char* checkName)
@@ -583,7 +609,6 @@ QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel, const char* checkName)
     window->installEventFilter(this);
     m_panelWindows.insert(panel, window);
     QAction* check = Item(QString::fromLatin1(checkName));
-    SetCommand(check->objectName(), [this, panel, check] { mnuWindowPanel_Click(panel, check); });
     return window;
 }
 
@@ -611,8 +636,6 @@ void mdiTarnwick::Load()
         m_toolsDock->installEventFilter(this);
         addDockWidget(Qt::RightDockWidgetArea, m_toolsDock);
         resizeDocks({m_toolsDock}, {240}, Qt::Horizontal);
-        QAction* toolsCheck = Item(QStringLiteral("mnuViewTools"));
-        SetCommand(toolsCheck->objectName(), [this, toolsCheck] { m_toolsDock->setVisible(toolsCheck->isChecked()); });
 
         // The tools panel offers the actions of the panel last activated.
         connect(m_mdiArea, &QMdiArea::subWindowActivated, this, [](QMdiSubWindow* window) {
@@ -624,6 +647,12 @@ void mdiTarnwick::Load()
                 frmTools::instance()->SetActiveContext(context);
         });
 
+        // The commands are the process's: a frame made again finds them in the table.
+        static const bool registered = [] {
+            RegisterCommands();
+            return true;
+        }();
+        Q_UNUSED(registered);
         ModuleHistory::Install();
         ProjectLoadLock = false;
         EnableOrDisableMenuItems();
@@ -702,7 +731,7 @@ bool mdiTarnwick::eventFilter(QObject* watched, QEvent* event)
         // The panels keep filling the frame when it changes size.
         ArrangeByVisibility();
     } else if ((watched == m_tbr || watched == m_mdiArea->viewport()) && event->type() == QEvent::MouseMove) {
-        SetStatusText(QStringLiteral("Ready"));
+        QmStatus::Show(QStringLiteral("Ready"));
     } else if (event->type() == QEvent::Close) {
         // A panel closed from its window menu is only hidden, and loses its check.
         if (watched == m_toolsDock) {
@@ -729,7 +758,7 @@ void mdiTarnwick::closeEvent(QCloseEvent* event)
     bool cancel = false;
     QmTrap::Run(kModule, QStringLiteral("MDIForm_QueryUnload"), [&] {
         if (InSelectionUpdate || BusyOpening) {
-            SetStatusText(QStringLiteral("Quillmont is currently busy. Please wait until the current operation is "
+            QmStatus::Show(QStringLiteral("Quillmont is currently busy. Please wait until the current operation is "
                                          "completed and then close the application."));
             cancel = true;
             return;

@@ -20,9 +20,9 @@ class QmMenuArray;
 // multiple-document area, tools at the side), the menu bar with its two hidden pop-up
 // menus, the toolbar tbr, the status bar sbr and the progress bar pbarMain.
 //
-// Every menu entry, pop-up entry and tool button runs a command by the entry's design
-// name. An entry whose command has not been given (SetCommand) stays disabled whatever
-// asks to enable it: nothing pretends to work.
+// Every menu entry, pop-up entry and tool button runs a command of the command table
+// (QmCommands) by the entry's design name. An entry whose command nobody registered stays
+// disabled whatever asks to enable it: nothing pretends to work.
 class mdiTarnwick : public QMainWindow, public QmSingleForm<mdiTarnwick>
 {
     Q_OBJECT
@@ -46,10 +46,11 @@ public:
     QmMenuArray& mnuFileRF() const;
     QmMenuArray& mnuFileRP() const;
 
-    // Gives the entry its command; its pop-up twins and tool button run it too.
-    void SetCommand(const QString& menuName, std::function<void()> command);
+    // Whether the entry (or the menu entry its pop-up twin or tool button stands for) has
+    // a command in the command table.
     bool HasCommand(const QString& menuName) const;
-    // Runs the command of an entry by name, under a trap.
+    // Runs the command of an entry by name (a twin runs its menu entry's), under a trap,
+    // then brings the menus in line.
     void RunCommand(const QString& menuName);
     // Enables an entry, its pop-up twins and its tool button, if it has a command.
     void SetItemEnabled(const QString& menuName, bool enabled);
@@ -64,13 +65,9 @@ public:
     // The web host of the report and request pages: the setting "Web"/"Host".
     static QString WebHost();
 
-    // Status bar: panel 1 (the hint and progress text) and the panels by key
-    // (SLIDER_POS, DURATION, SELECTION).
-    void SetStatusText(const QString& text);
+    // Status bar panels by key: sbr_1 (the hint and progress text), SLIDER_POS, DURATION,
+    // SELECTION. Modules set their texts through QmStatus, which the window installs.
     QLabel* StatusPanel(const QString& key) const;
-    // A panel's text (panel 1 unless a key is given) from anywhere, once the main window
-    // exists; before that there is nowhere to say it.
-    static void ShowStatus(const QString& text, const QString& key = QStringLiteral("sbr_1"));
     QProgressBar* pbarMain() const { return m_pbarMain; }
 
     // Panel placement within the multiple-document area.
@@ -107,6 +104,9 @@ private:
     void PlaceTimelineAndTop(std::initializer_list<TopPanel> top);
     void PlacePbarMain();
     void DisableEntriesWithoutCommand();
+    // Gives the command table every command of the program, once in its life.
+    static void RegisterCommands();
+    void OnCommandRegistered(const QString& name);
     void mnuWindowPanel_Click(QWidget* panel, QAction* check);
 
     QMdiArea* m_mdiArea = nullptr;
@@ -119,7 +119,6 @@ private:
     QmMenuArray* m_mnuFileRP = nullptr;
     QMap<QString, QAction*> m_items;   // menu and pop-up entries by name
     QMap<QString, QAction*> m_buttons; // tool buttons by key
-    QMap<QString, std::function<void()>> m_commands;
     QMap<QString, QString> m_twins; // pop-up entry or tool button -> its menu entry
     QMap<QWidget*, QMdiSubWindow*> m_panelWindows;
 };

@@ -6,12 +6,15 @@
 // window, tracks and fixture streams the widget tests start from.
 #include "core/QmScript.h"
 #include "core/QmShared.h"
+#include "core/QmStatus.h"
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
 #include "media/moduleTarnwick.h"
+#include "shell/QmCommands.h"
 #include "shell/mdiTarnwick.h"
+#include "timeline/TimelineView.h"
 
 #include <QApplication>
 #include <QMap>
@@ -99,6 +102,26 @@ inline int32_t Stream(const char* fixture)
         streams[name] = file ? QmShared::Eng<ITWMediaFiles>().OpenStream(file, 0) : 0;
     }
     return streams[name];
+}
+
+// A stand-in for a command: it replaces the registered one, or is registered where
+// Quillmont has none yet.
+inline void StandIn(const QString& name, QmCommands::Command command)
+{
+    if (QmCommands::Has(name))
+        QmCommands::Replace(name, std::move(command));
+    else
+        QmCommands::Register(name, std::move(command));
+}
+
+// A control of a panel by its design name ("imgLockVideo_0"); the test fails without it.
+template <class Control = QWidget>
+Control* Find(QWidget* panel, const QString& name)
+{
+    auto* control = panel->findChild<Control*>(name);
+    if (!control)
+        QTest::qFail(qPrintable(QStringLiteral("no control ") + name), __FILE__, __LINE__);
+    return control;
 }
 
 // The engine, the program's modules and the main window shown at the given size, as the

@@ -21,6 +21,7 @@
 #include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
+#include "timeline/TimelineView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
@@ -41,9 +42,10 @@ using QmTest::Tl;
 
 namespace {
 
-frmTimeline* Form()
+// The timeline's own controls: these tests work the panel as its modules do.
+TimelineControls* Form()
 {
-    return frmTimeline::instance();
+    return frmTimeline::instance()->Controls();
 }
 
 int32_t Track(int item)
@@ -230,12 +232,12 @@ void TestAdding::initTestCase()
 
 void TestAdding::init()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     ModuleHistory::EmptyHistory();
     ModuleHistory::EmptyTimeline();
     ModuleHistory::StoreCurrentTLImage();
     ReInitLinkLockDisable();
-    if (SelSlidersVisible())
+    if (TimelineView::SelectionShown())
         ShowSelSliders(false);
     f->hsb->setValue(0);
     SetSliderPosition(0, false);
@@ -255,7 +257,7 @@ void TestAdding::cleanup()
     QCOMPARE(QmTest::TakeMessageTexts(), QStringList());
     QCOMPARE(m_reported, QStringList());
     Main()->mnuEditContext()->hide();
-    QTest::mouseRelease(Form(), Qt::LeftButton); // no button stays down for the next test
+    QTest::mouseRelease(frmTimeline::instance(), Qt::LeftButton); // no button stays down for the next test
 }
 
 void TestAdding::filesGoBehindTheLongestTrack()
@@ -615,7 +617,7 @@ void TestAdding::hoverAndNudge()
     Run("mnuEditAddToTimeline");
     Run("mnuEditAddToOverlay");
     Run("cmdAdd");
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     QLabel* status = Main()->StatusPanel(QStringLiteral("sbr_1"));
     struct Case
     {
@@ -689,7 +691,7 @@ void TestAdding::popUpMenuPerRow()
         QTest::mouseRelease(row, Qt::RightButton, {}, QPoint(100, 20));
         return menu->isVisible();
     };
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     const QString edits = QStringLiteral("Cut Copy Paste Delete Crop ");
 
     QVERIFY(rightPress(f->picVideo[0]));
@@ -726,7 +728,7 @@ void TestAdding::popUpMenuPerRow()
 
 void TestAdding::dropsFromTheMediaList()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     QmListView* list = frmMediaList::instance()->lvwMediaList;
     // While rows are dragged the track rows take them, and no other kind of drag.
     emit list->DragStarted();

@@ -16,6 +16,7 @@
 #include "media/moduleTarnwick.h"
 #include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
+#include "timeline/TimelineView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
@@ -133,7 +134,7 @@ void TestEditing::init()
     ModuleHistory::StoreCurrentTLImage();
     moduleTimeline::ReInitLinkLockDisable();
     moduleTimeline::ShowSelSliders(false);
-    frmTimeline::instance()->hsb->setValue(0);
+    TimelineView::SetScrollValue(0);
     SliderAt(0);
     ClearSourceClips();
     ClearEffectClips();
@@ -158,8 +159,8 @@ void TestEditing::Select(int32_t a, int32_t b)
     moduleTimeline::SetSelSliderPosition(a - half, true);
     moduleTimeline::SetSelSliderPosition(b - half, false);
     moduleTimeline::ShowSelSliders(true);
-    QCOMPARE(moduleTimeline::SelectionEdge(true), a);
-    QCOMPARE(moduleTimeline::SelectionEdge(false), b);
+    QCOMPARE(TimelineView::SelectionStart(), a);
+    QCOMPARE(TimelineView::SelectionEnd(), b);
 }
 
 void TestEditing::SliderAt(int32_t ms)
@@ -182,7 +183,7 @@ void TestEditing::cutInsideOneSourceLeavesAGap()
     QCOMPARE(SourceRecords(Video()), QStringLiteral("2000-5000/3000#0"));
     QCOMPARE(SourceClips[0].StretchMode, int16_t{3});
     // The sliders are hidden after every selection edit.
-    QVERIFY(!moduleTimeline::SelSlidersVisible());
+    QVERIFY(!TimelineView::SelectionShown());
 }
 
 void TestEditing::stretchedSourceCutAndSplitByPaste()
@@ -280,7 +281,7 @@ void TestEditing::pasteOverASelectionStartingAtAStop()
     Select(2000, 3000);
     EditPaste();
     QCOMPARE(Sources(Video()), QStringLiteral("0-2000[0-2000] 2000-2700[300-1000] 2700-3700[500-1500]"));
-    QVERIFY(!moduleTimeline::SelSlidersVisible());
+    QVERIFY(!TimelineView::SelectionShown());
 
     // The delete before the paste also reaches a source wholly after the selection: it
     // starts at the selection's end from then on, its media start moved with it.
@@ -301,7 +302,7 @@ void TestEditing::locksAndLinksKeepTracks()
     Put(Video(), 0, 4000, 0, 4000);
     Put(Audio1(), 0, 4000, 0, 4000);
     Put(Audio2(), 0, 4000, 0, 4000);
-    f->chkLockAudio[0]->setChecked(true);
+    TimelineView::SetRowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock, true);
     Tl().SetTrackLink(Audio2(), false);
     Tl().SetSourceSelected(Audio2(), 0, true);
     Select(1000, 2000);
@@ -339,7 +340,7 @@ void TestEditing::wholeItemFormsAndTheirLocks()
     Tl().SetSourceSelected(Video(), 0, true);
     Tl().SetSourceSelected(Video(), 2, true);
     Tl().SetSourceSelected(Audio1(), 1, true);
-    f->chkLockAudio[0]->setChecked(true);
+    TimelineView::SetRowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock, true);
     EditCut();
     // Video loses its two, which make a run of their own; the locked audio keeps its.
     QCOMPARE(Sources(Video()), QStringLiteral("1000-2000[0-1000]"));
@@ -411,7 +412,7 @@ void TestEditing::effectsAreCutAndPasted()
     Put(Video(), 0, 8000, 0, 8000);
     QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Pixelate"), 1000, 4000));
     QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Fade"), 5000, 6000));
-    f->chkLinkEffect[0]->setChecked(true);
+    TimelineView::SetRowOption(TimelineView::RowKind::Effect, 0, TimelineView::Option::Link, true);
     Select(2000, 5500);
     EditCut();
     QCOMPARE(Effects(Video()), QStringLiteral("Pixelate 1000-2000,Fade 5500-6000"));
@@ -426,7 +427,7 @@ void TestEditing::effectsAreCutAndPasted()
     QCOMPARE(Effects(Video()), QStringLiteral("Pixelate 1000-2000,Pixelate 2000-4000,Fade 4000-4500,Fade 8000-8500"));
 
     // An unlinked effect lane is not touched by a selection edit.
-    f->chkLinkEffect[0]->setChecked(false);
+    TimelineView::SetRowOption(TimelineView::RowKind::Effect, 0, TimelineView::Option::Link, false);
     const QString before = Effects(Video());
     Select(1000, 3000);
     EditDelete();
@@ -449,7 +450,7 @@ void TestEditing::cropKeepsTheInside()
     Put(Video(), 6000, 7000, 0, 1000);
     QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 0, 2000));
     QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Wave"), 2000, 3000));
-    f->chkLinkEffect[0]->setChecked(true);
+    TimelineView::SetRowOption(TimelineView::RowKind::Effect, 0, TimelineView::Option::Link, true);
     Select(2000, 5000);
     EditCrop(false);
     // What lies wholly outside goes; what crosses an edge is cut to it; a source ending

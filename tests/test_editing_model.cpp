@@ -25,6 +25,7 @@
 #include "engine/tarnwick/TarnwickTimeline.h"
 #include "media/moduleTarnwick.h"
 #include "shell/mdiTarnwick.h"
+#include "timeline/TimelineView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
@@ -1505,11 +1506,6 @@ mdiTarnwick* Main()
     return mdiTarnwick::instance();
 }
 
-frmTimeline* Form()
-{
-    return frmTimeline::instance();
-}
-
 ITWTimeline& Tl()
 {
     return Eng<ITWTimeline>();
@@ -1598,7 +1594,7 @@ private:
     void Build();
     bool Sane();
     void Mutate();
-    void SetBox(QCheckBox* box, bool on);
+    void SetBox(TimelineView::RowKind kind, int index, TimelineView::Option option, bool on);
     int32_t Interesting();
     bool InsideAnItem(int32_t& a, int32_t& b);
     Command PickCommand();
@@ -1777,10 +1773,10 @@ void TestEditingModel::Mutate()
     }
 }
 
-void TestEditingModel::SetBox(QCheckBox* box, bool on)
+void TestEditingModel::SetBox(TimelineView::RowKind kind, int index, TimelineView::Option option, bool on)
 {
-    if (box->isChecked() != on)
-        box->setChecked(on);
+    if (TimelineView::RowOption(kind, index, option) != on)
+        TimelineView::SetRowOption(kind, index, option, on);
 }
 
 // A time where something happens: an item's edge, or a nearby point of the grid.
@@ -1850,7 +1846,7 @@ void TestEditingModel::SetSliders(bool& startShown, bool& endShown)
 {
     using namespace moduleTimeline;
     // Now and then the view is scrolled: the edges count from the timeline's start.
-    Form()->hsb->setValue(Chance(0.7) ? 0 : Pick(0, 30));
+    TimelineView::SetScrollValue(Chance(0.7) ? 0 : Pick(0, 30));
     ShowStartSelSlider(false);
     ShowEndSelSlider(false);
     int32_t a = Interesting();
@@ -1892,7 +1888,8 @@ void TestEditingModel::randomEditsFollowTheModel()
     const bool trace = EnvInt("QM_EDIT_MODEL_TRACE", 0) != 0;
     m_rng.seed(static_cast<unsigned>(seed));
 
-    frmTimeline* f = Form();
+    using TimelineView::Option;
+    using TimelineView::RowKind;
     auto& tl = Tl();
     moduleEdit::ClearSourceClips();
     moduleEdit::ClearEffectClips();
@@ -1913,8 +1910,8 @@ void TestEditingModel::randomEditsFollowTheModel()
 
         // Every track disabled: the edits do not ask, and the preview that each command
         // refreshes then has no media to decode, which keeps a step short.
-        for (QCheckBox* box : f->chkDisableVideo + f->chkDisableAudio + f->chkDisableOverlay + f->chkDisableEffect)
-            SetBox(box, true);
+        for (const TimelineView::Row& row : TimelineView::Rows())
+            SetBox(row.kind, row.index, Option::Disable, true);
 
         // Locks and links.
         Boxes boxes;
@@ -1924,12 +1921,12 @@ void TestEditingModel::randomEditsFollowTheModel()
         boxes.lockOverlay = Chance(0.15);
         boxes.lockEffect = Chance(0.15);
         boxes.linkEffect = Chance(0.8);
-        SetBox(f->chkLockVideo[0], boxes.lockVideo);
-        SetBox(f->chkLockAudio[0], boxes.lockAudio1);
-        SetBox(f->chkLockAudio[1], boxes.lockAudio2);
-        SetBox(f->chkLockOverlay[0], boxes.lockOverlay);
-        SetBox(f->chkLockEffect[0], boxes.lockEffect);
-        SetBox(f->chkLinkEffect[0], boxes.linkEffect);
+        SetBox(RowKind::Video, 0, Option::Lock, boxes.lockVideo);
+        SetBox(RowKind::Audio, 0, Option::Lock, boxes.lockAudio1);
+        SetBox(RowKind::Audio, 1, Option::Lock, boxes.lockAudio2);
+        SetBox(RowKind::Overlay, 0, Option::Lock, boxes.lockOverlay);
+        SetBox(RowKind::Effect, 0, Option::Lock, boxes.lockEffect);
+        SetBox(RowKind::Effect, 0, Option::Link, boxes.linkEffect);
         for (int32_t h : Handles())
             tl.SetTrackLink(h, Chance(0.8));
 
@@ -1937,11 +1934,11 @@ void TestEditingModel::randomEditsFollowTheModel()
         SetSliders(in.startShown, in.endShown);
         in.command = PickCommand();
         in.boxes = boxes;
-        in.a = moduleTimeline::SelectionEdge(true);
-        in.b = moduleTimeline::SelectionEdge(false);
-        in.position = moduleScaleRenderer::PixelsToMs(moduleTimeline::LinePixel(f->picSlider));
-        QCOMPARE(!f->picStartSelSlider->isHidden(), in.startShown);
-        QCOMPARE(!f->picEndSelSlider->isHidden(), in.endShown);
+        in.a = TimelineView::SelectionStart();
+        in.b = TimelineView::SelectionEnd();
+        in.position = TimelineView::SliderTime();
+        QCOMPARE(TimelineView::SelLineShown(true), in.startShown);
+        QCOMPARE(TimelineView::SelLineShown(false), in.endShown);
 
         const std::array<Lane, 4> before = ReadLanes();
         const Clipboard clipBefore = ReadClipboard();
@@ -1995,7 +1992,7 @@ void TestEditingModel::randomEditsFollowTheModel()
                      end ? QStringLiteral("shown") : QStringLiteral("hidden"));
         };
         const QStringList programLines = Lines(after) + Lines(clipAfter, after)
-                                         << sliders(!f->imgStartSelHandle->isHidden(), !f->imgEndSelHandle->isHidden());
+                                         << sliders(TimelineView::SelHandleShown(true), TimelineView::SelHandleShown(false));
         const QStringList modelLines = Lines(model.lanes) + Lines(model.clip, model.lanes)
                                        << sliders(model.startShown, model.endShown);
         const QString difference = FirstDifference(programLines, modelLines);

@@ -325,13 +325,13 @@ void TestHistory::keptOddities()
     for (int i = 0; i < 20; ++i)
         AddClip(video, m_video);
     moduleScaleRenderer::AdjustScroll();
-    f->hsb->setValue(30);
+    TimelineView::SetScrollValue(30);
     Command(QStringLiteral("Delete"), [&] { Tl().RemoveSource(video, 19); });
     Command(QStringLiteral("Delete"), [&] { Tl().RemoveSource(video, 18); });
     lvwHistory_Click(0);
-    QCOMPARE(f->hsb->value(), 30); // the entry's own view
+    QCOMPARE(TimelineView::ScrollValue(), 30); // the entry's own view
     lvwHistory_Click(0);
-    QCOMPARE(f->hsb->value(), 0);
+    QCOMPARE(TimelineView::ScrollValue(), 0);
 
     // An unknown word makes an entry with no row; the removal of undone rows takes the
     // entry below the row it removes.
@@ -376,17 +376,17 @@ void TestHistory::imagesKeepWhatTheyShould()
     Command(QStringLiteral("Move"), [&] { Tl().SetSourceTimes(video, 0, 500, 2500); });
     Tl().SetSourceSelected(video, 0, true);
     frmTimeline* f = frmTimeline::instance();
-    f->chkLockAudio[0]->setChecked(true);
-    f->chkLinkVideo[0]->setChecked(false);
+    TimelineView::SetRowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock, true);
+    TimelineView::SetRowOption(TimelineView::RowKind::Video, 0, TimelineView::Option::Link, false);
     Undo();
     QCOMPARE(Tl().GetEffectName(video, 0, 260), QStringLiteral("Pixelated")); // cut at 10, then trimmed
     QCOMPARE(Eng<ITWKeyTransition>().GetKeyGreen(OverlayTrack, 0), int16_t(200));
     QCOMPARE(Eng<ITWKeyTransition>().GetKeyBlue(OverlayTrack, 0), int16_t(34));
     QVERIFY(!Tl().IsSourceSelected(video, 0));
-    QVERIFY(f->chkLockAudio[0]->isChecked());
-    QVERIFY(!f->chkLinkVideo[0]->isChecked());
-    f->chkLockAudio[0]->setChecked(false);
-    f->chkLinkVideo[0]->setChecked(true);
+    QVERIFY(TimelineView::RowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock));
+    QVERIFY(!TimelineView::RowOption(TimelineView::RowKind::Video, 0, TimelineView::Option::Link));
+    TimelineView::SetRowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock, false);
+    TimelineView::SetRowOption(TimelineView::RowKind::Video, 0, TimelineView::Option::Link, true);
     // The newest image holds transition names through a wider buffer.
     Redo();
     QCOMPARE(LastTransitionImages.size(), 1);

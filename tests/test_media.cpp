@@ -291,7 +291,7 @@ void TestMedia::cleanup()
     if (List()->CurrentView() != QmListView::Report)
         Main()->RunCommand(QStringLiteral("mnuViewML_Detail"));
     ProjectModified = MediaListDirty = BusyOpening = InSelectionUpdate = false;
-    Main()->SetStatusText(QStringLiteral("Ready"));
+    QmStatus::Show(QStringLiteral("Ready"));
     m_watch->steps.clear();
     QmScript::TakeOpened();
     QmScript::TakeDialogs();
@@ -465,7 +465,7 @@ void TestMedia::recentFilesByNameOrByPath()
     QCOMPARE(StatusLabel()->text(), QStringLiteral("Opening files..."));
     QVERIFY(!QApplication::overrideCursor());
     QVERIFY(QFile::copy(Fixture("badaudio.avi"), recent));
-    Main()->SetStatusText(QStringLiteral("Ready"));
+    QmStatus::Show(QStringLiteral("Ready"));
     Main()->mnuFileRF().Item(2)->trigger();
     QCOMPARE(QmTest::TakeMessageTexts(),
              QStringList{CantOpen(recent, "The audio in this media file cannot be rendered.")});
@@ -506,14 +506,14 @@ void TestMedia::filesThatCannotBeOpenedAreRefused()
     // One file: the refusal ends the opening at once, the status text as it stood.
     for (const auto& [name, reason] : {std::pair{"badaudio.avi", "The audio in this media file cannot be rendered."},
                                        std::pair{"zero.avi", invalid}}) {
-        Main()->SetStatusText(QStringLiteral("Ready"));
+        QmStatus::Show(QStringLiteral("Ready"));
         OpenOne(Fixture(name));
         QCOMPARE(QmTest::TakeMessageTexts(), QStringList{CantOpen(Fixture(name), reason)});
         QCOMPARE(StatusLabel()->text(), QStringLiteral("Opening file..."));
         QVERIFY(!QApplication::overrideCursor());
         QVERIFY(Main()->pbarMain()->isHidden());
     }
-    Main()->SetStatusText(QStringLiteral("Ready"));
+    QmStatus::Show(QStringLiteral("Ready"));
     OpenOne(Fixture("missing.avi"));
     QCOMPARE(QmTest::TakeMessageTexts(), QStringList{"Unable to open file."});
     QCOMPARE(StatusLabel()->text(), QStringLiteral("Opening file..."));
@@ -538,7 +538,7 @@ void TestMedia::filesThatCannotBeOpenedAreRefused()
 
     // A cancelled dialogue: nothing opened, nothing said.
     ProjectModified = false;
-    Main()->SetStatusText(QStringLiteral("Ready"));
+    QmStatus::Show(QStringLiteral("Ready"));
     QmScript::CancelDialog();
     Main()->RunCommand(QStringLiteral("mnuFileOpen"));
     QCOMPARE(QmTest::TakeMessageTexts(), QStringList());

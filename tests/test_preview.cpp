@@ -199,14 +199,14 @@ void TestPreview::changedFrameSizeRebuildsWithAMessage()
     Lay(TrackCollection.Item(1), m_red);
     UpdatePreview();
     QTRY_COMPARE(Form()->picDisplay->Frame().size(), QSize(320, 240));
-    mdiTarnwick::instance()->SetStatusText(QString());
+    QmStatus::Show(QString());
     Tl().SetFrameSize(640, 480);
     UpdatePreview();
     QCOMPARE(Status(), QStringLiteral("Preview update failed. Rebuilt Preview."));
     QVERIFY(PreviewBuilt);
     QTRY_COMPARE(Form()->picDisplay->Frame().size(), QSize(640, 480));
     // The same size again is a plain refresh, without the message.
-    mdiTarnwick::instance()->SetStatusText(QString());
+    QmStatus::Show(QString());
     UpdatePreview();
     QCOMPARE(Status(), QString());
 }
@@ -443,18 +443,18 @@ void TestPreview::commandsAndTheTimelineReachThePlayer()
     QCOMPARE(Bar()->maximum(), 2000);
 
     // A press on the scale while playing pauses the player there.
-    frmTimeline* timeline = frmTimeline::instance();
     Form()->cmdPlay->click();
     QCOMPARE(PreviewState, int16_t{1});
-    const int x = moduleScaleRenderer::MsToPixels(1500) - timeline->hsb->value() * TickSpacing;
-    QTest::mousePress(static_cast<QWidget*>(timeline->picScale), Qt::LeftButton, {}, QPoint(x, 8));
+    QWidget* scale = QmTest::Find(frmTimeline::instance(), QStringLiteral("picScale"));
+    const int x = moduleScaleRenderer::MsToPixels(1500) - TimelineView::ScrollValue() * TickSpacing;
+    QTest::mousePress(scale, Qt::LeftButton, {}, QPoint(x, 8));
     QCOMPARE(PreviewState, int16_t{2});
     QVERIFY(std::abs(Player().GetPosition() - SliderPosition) <= 20);
     QVERIFY(std::abs(SliderPosition - 1500) <= 2 * ZoomFactor + 20);
     QTRY_VERIFY(Near(Shown(), 0, 128, 0));
     // The arrow keys on the scale move the slider and the player with it.
     const int32_t before = Player().GetPosition();
-    QTest::keyClick(static_cast<QWidget*>(timeline->picScale), Qt::Key_Left);
+    QTest::keyClick(scale, Qt::Key_Left);
     QVERIFY(Player().GetPosition() < before);
     QCOMPARE(Bar()->value(), SliderPosition);
 
@@ -463,9 +463,10 @@ void TestPreview::commandsAndTheTimelineReachThePlayer()
     ModuleTWPreview::OnSliderMove();
     QVERIFY(Tl().AppendSource(TrackCollection.Item(1), m_blue, -1)); // 2000..6000
     UpdatePreview();
-    const int at = moduleScaleRenderer::MsToPixels(4000) - timeline->hsb->value() * TickSpacing;
-    QTest::mousePress(static_cast<QWidget*>(timeline->picVideo[0]), Qt::LeftButton, {}, QPoint(at, 10));
-    QTest::mouseRelease(static_cast<QWidget*>(timeline->picVideo[0]), Qt::LeftButton, {}, QPoint(at, 10));
+    QWidget* video = QmTest::Find(frmTimeline::instance(), QStringLiteral("picVideo_0"));
+    const int at = moduleScaleRenderer::MsToPixels(4000) - TimelineView::ScrollValue() * TickSpacing;
+    QTest::mousePress(video, Qt::LeftButton, {}, QPoint(at, 10));
+    QTest::mouseRelease(video, Qt::LeftButton, {}, QPoint(at, 10));
     QVERIFY(std::abs(SliderPosition - 2000) <= 40);
     QVERIFY(std::abs(Player().GetPosition() - SliderPosition) <= 20);
     QTRY_VERIFY(Near(Shown(), 0, 0, 255));

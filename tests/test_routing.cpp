@@ -19,6 +19,7 @@
 #include "preview/frmPreview.h"
 #include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
+#include "timeline/TimelineView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
 
@@ -43,11 +44,6 @@ using QmTest::Video;
 
 namespace {
 
-frmTimeline* Form()
-{
-    return frmTimeline::instance();
-}
-
 // The fixture's first stream as the track's last source: at its own length from start,
 // or stretched over start to stop; selected if asked.
 void Put(int32_t track, const char* fixture, int32_t start, int32_t stop = -1, bool selected = false)
@@ -65,18 +61,19 @@ void Pick(int32_t track, const char* fixture, int32_t start, int32_t stop = -1)
     Put(track, fixture, start, stop, true);
 }
 
-void ClickBox(const QList<QmImageBox*>& boxes, int i)
+// A click on an option's image box of the timeline, by its name ("imgLockVideo_0").
+void ClickBox(const char* name)
 {
-    QTest::mouseClick(boxes[i], Qt::LeftButton, {}, QPoint(4, 4));
+    QTest::mouseClick(QmTest::Find<QmImageBox>(frmTimeline::instance(), QString::fromLatin1(name)), Qt::LeftButton, {},
+                      QPoint(4, 4));
 }
 
-// Every row's link box off but the one given, as the user leaves them.
-void LinkOnly(QCheckBox* linked)
+// Every row's link box off but the one named, as the user leaves them.
+void LinkOnly(const char* linked)
 {
-    frmTimeline* f = Form();
-    for (const QList<QCheckBox*>* boxes : {&f->chkLinkVideo, &f->chkLinkEffect, &f->chkLinkOverlay, &f->chkLinkAudio})
-        for (QCheckBox* box : *boxes)
-            box->setChecked(box == linked);
+    for (QCheckBox* box : frmTimeline::instance()->findChildren<QCheckBox*>())
+        if (box->objectName().startsWith(u"chkLink"))
+            box->setChecked(linked && box->objectName() == QLatin1String(linked));
 }
 
 // Two files in the media list, the rows given selected.
@@ -201,7 +198,7 @@ const QList<State>& States()
          [] {
              Put(Video(), "video.avi", 0);
              Put(OverlayTrack, "image.gif", 1500, 8000); // under the end edge only
-             LinkOnly(Form()->chkLinkOverlay[0]);
+             LinkOnly("chkLinkOverlay_0");
              ShowSelSliders(true);
          },
          NoEffects | Editing | Sliders},
@@ -209,7 +206,7 @@ const QList<State>& States()
          [] {
              Put(Video(), "video.avi", 0);
              Put(OverlayTrack, "image.gif", 3000, 8000);
-             LinkOnly(Form()->chkLinkOverlay[0]);
+             LinkOnly("chkLinkOverlay_0");
              ShowSelSliders(true);
          },
          NoEffects | Sliders},
@@ -217,38 +214,36 @@ const QList<State>& States()
          [] {
              Put(Video(), "video.avi", 0);
              Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 3000, 4000);
-             LinkOnly(Form()->chkLinkEffect[0]);
+             LinkOnly("chkLinkEffect_0");
              ShowSelSliders(true);
          },
          NoOverlay | Editing | Sliders},
         {"selected items on locked rows",
          [] {
-             frmTimeline* f = Form();
              Pick(Video(), "video.avi", 0, 4000);
              Pick(Audio1(), "audio.wav", 0);
              Pick(OverlayTrack, "image.gif", 0, 2000);
              Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 0, 1000);
              Tl().SetEffectSelected(Video(), 0, true);
-             for (auto* locks : {&f->imgLockVideo, &f->imgLockAudio, &f->imgLockOverlay, &f->imgLockEffect})
-                 ClickBox(*locks, 0);
+             for (const char* lock : {"imgLockVideo_0", "imgLockAudio_0", "imgLockOverlay_0", "imgLockEffect_0"})
+                 ClickBox(lock);
          },
          VideoSel | AudioSel | Audio1Sel | OverlaySel | EffectSel},
         {"a locked and an unlocked row selected",
          [] {
              Pick(Video(), "video.avi", 0);
              Pick(Audio2(), "audio.wav", 0);
-             ClickBox(Form()->imgLockVideo, 0);
+             ClickBox("imgLockVideo_0");
          },
          Bare | VideoSel | AudioSel | Audio2Sel | Editing},
         {"sliders over linked rows that are locked",
          [] {
-             frmTimeline* f = Form();
              Put(Video(), "video.avi", 0);
              Put(OverlayTrack, "image.gif", 0);
              Tl().AddEffectAt(Video(), QStringLiteral("Blur"), 0, 3000);
              ShowSelSliders(true);
-             for (auto* locks : {&f->imgLockVideo, &f->imgLockOverlay, &f->imgLockEffect})
-                 ClickBox(*locks, 0);
+             for (const char* lock : {"imgLockVideo_0", "imgLockOverlay_0", "imgLockEffect_0"})
+                 ClickBox(lock);
          },
          Sliders},
         {"clipboard filled",
@@ -461,7 +456,7 @@ void TestRouting::init()
         while (tl.IsVideoTrack(track) && tl.RemoveEffect(track, 0)) {}
     }
     moduleTimeline::ReInitLinkLockDisable();
-    Form()->hsb->setValue(0);
+    TimelineView::SetScrollValue(0);
     SelStartPosition = 1000;
     SelEndPosition = 2000;
     moduleTimeline::SetSelSliderPosition(SelStartPosition, true);
@@ -493,38 +488,48 @@ void TestRouting::GiveEveryEntryACommand()
     for (const char* name : kEffectEntries)
         names << QString::fromLatin1(name);
     for (const QString& name : std::as_const(names))
-        Main()->SetCommand(name, [this, name] { m_ran << name; });
+        QmTest::StandIn(name, [this, name] { m_ran << name; });
 }
 
 void TestRouting::trackBoxesAnsweredByHandle()
 {
     // Each box answers for its own track and no other: video rows by index, audio rows
     // after them, the overlay row for OverlayTrack, the effect lane for its video track.
-    frmTimeline* f = Form();
+    using TimelineView::Option;
+    using TimelineView::RowKind;
     const QList<int32_t> tracks = {Video(), Audio1(), Audio2(), OverlayTrack};
+    struct Box
+    {
+        RowKind kind;
+        int index;
+    };
     struct Boxes
     {
-        QList<QCheckBox*> boxes; // in the order of tracks; null where the row has none
+        Option option;
+        QList<std::optional<Box>> boxes; // in the order of tracks; none where the row has none
         std::function<bool(int32_t)> question;
     };
     const QList<Boxes> all = {
-        {{f->chkLockVideo[0], f->chkLockAudio[0], f->chkLockAudio[1], f->chkLockOverlay[0]}, IsTrackLocked},
-        {{f->chkDisableVideo[0], f->chkDisableAudio[0], f->chkDisableAudio[1], f->chkDisableOverlay[0]},
+        {Option::Lock, {Box{RowKind::Video, 0}, Box{RowKind::Audio, 0}, Box{RowKind::Audio, 1}, Box{RowKind::Overlay, 0}},
+         IsTrackLocked},
+        {Option::Disable,
+         {Box{RowKind::Video, 0}, Box{RowKind::Audio, 0}, Box{RowKind::Audio, 1}, Box{RowKind::Overlay, 0}},
          IsTrackDisabled},
-        {{f->chkLockEffect[0], nullptr, nullptr, nullptr}, IsEffectLocked},
-        {{f->chkDisableEffect[0], nullptr, nullptr, nullptr}, IsEffectDisabled},
+        {Option::Lock, {Box{RowKind::Effect, 0}, std::nullopt, std::nullopt, std::nullopt}, IsEffectLocked},
+        {Option::Disable, {Box{RowKind::Effect, 0}, std::nullopt, std::nullopt, std::nullopt}, IsEffectDisabled},
     };
     for (const Boxes& kind : all) {
         for (int on = 0; on < tracks.size(); ++on) {
             if (!kind.boxes[on])
                 continue;
-            kind.boxes[on]->setChecked(true);
+            const Box box = *kind.boxes[on];
+            TimelineView::SetRowOption(box.kind, box.index, kind.option, true);
             for (int t = 0; t < tracks.size(); ++t)
-                QVERIFY2(kind.question(tracks[t]) == (t == on), qPrintable(kind.boxes[on]->objectName()));
+                QVERIFY(kind.question(tracks[t]) == (t == on));
             // Handles that belong to no box.
             for (int32_t none : {0, -1, moduleTimeline::EffectLaneTag})
                 QVERIFY(!kind.question(none));
-            kind.boxes[on]->setChecked(false);
+            TimelineView::SetRowOption(box.kind, box.index, kind.option, false);
         }
     }
 
@@ -532,7 +537,7 @@ void TestRouting::trackBoxesAnsweredByHandle()
     QVERIFY(IsEffectSelected(Video()));
     for (int32_t track : {Audio1(), Audio2(), OverlayTrack, int32_t(0)})
         QVERIFY(!IsEffectSelected(track));
-    f->chkLinkEffect[0]->setChecked(false);
+    TimelineView::SetRowOption(TimelineView::RowKind::Effect, 0, TimelineView::Option::Link, false);
     QVERIFY(!IsEffectSelected(Video()));
 }
 
@@ -551,7 +556,7 @@ void TestRouting::actionsWithoutCommandShownDisabled()
     QVERIFY(!(NodeOf(QStringLiteral("Take snap"))->flags() & Qt::ItemIsEnabled));
     tools->SetActiveContext(2);
     QVERIFY(NodeOf(QStringLiteral("Show/Hide selection sliders"))->flags() & Qt::ItemIsEnabled);
-    Main()->SetCommand(QStringLiteral("mnuToolsTakeSnap"), [this] { m_ran << QStringLiteral("mnuToolsTakeSnap"); });
+    QmTest::StandIn(QStringLiteral("mnuToolsTakeSnap"), [this] { m_ran << QStringLiteral("mnuToolsTakeSnap"); });
     tools->SetActiveContext(1);
     QVERIFY(NodeOf(QStringLiteral("Take snap"))->flags() & Qt::ItemIsEnabled);
     // Clicking a node that cannot be run does nothing.
@@ -576,7 +581,7 @@ void TestRouting::eachStateAnswersEnablesAndOffers()
     const unsigned f = States()[state].facts;
     auto is = [f](unsigned fact) { return (f & fact) != 0; };
     // The facts the state was built with, as the panels show them.
-    QCOMPARE(moduleTimeline::SelSlidersVisible(), is(Sliders));
+    QCOMPARE(TimelineView::SelectionShown(), is(Sliders));
     QCOMPARE(frmMediaList::instance()->lvwMediaList->Count() > 0, is(Rows));
     QCOMPARE(frmMediaList::instance()->lvwMediaList->SelectedRow() >= 0, is(RowSelected));
 
@@ -730,7 +735,7 @@ void TestRouting::addingAnEffectGoesThroughTheToolsPanel()
         QVERIFY2(m_ran == QStringList{QStringLiteral("cmdAdd")}, way);
     }
 
-    ClickBox(Form()->imgLockEffect, 0);
+    ClickBox("imgLockEffect_0");
     const QStringList refusal = {QStringLiteral("Please unlock the Effect Track before adding an effect to it.")};
     for (const auto& [way, add] : ways) {
         m_ran.clear();

@@ -4,6 +4,8 @@
 
 #include "core/QmSettings.h"
 #include "core/QmShared.h"
+#include "core/QmStatus.h"
+#include "core/QmTrap.h"
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWMediaFiles.h"
@@ -13,6 +15,7 @@
 #include "preview/frmPreview.h"
 #include "shell/ModuleSettings.h"
 #include "shell/QmMenuArray.h"
+#include "shell/QmCommands.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/frmTimeline.h"
 
@@ -170,6 +173,7 @@ private slots:
     void menusStandAsDesigned();
     void toolbarAndStatusBar();
     void commandsRunFromEntriesTwinsAndShortcuts();
+    void commandTableRegistersOnceAndRefusesUnknownNames();
     void panelsArePlaced();
     void panelsHideAndComeBack();
     void closeQuery();
@@ -264,7 +268,7 @@ void TestShell::toolbarAndStatusBar()
     }
 
     // Pointer over the frame: "Ready".
-    Main()->SetStatusText(QStringLiteral("something else"));
+    QmStatus::Show(QStringLiteral("something else"));
     QTest::mouseMove(Main()->mdiArea()->viewport(), QPoint(5, 5));
     QMouseEvent move(QEvent::MouseMove, QPointF(5, 5), QPointF(5, 5), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
     QCoreApplication::sendEvent(tbr, &move);
@@ -285,9 +289,12 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
     QVERIFY(main->Item(QStringLiteral("mnuFileExit"))->isEnabled());
     QVERIFY(main->Item(QStringLiteral("mnuWindowArrangeAll"))->isEnabled());
 
+    // Stand-ins record what ran.
+    QmTest::StandIn(QStringLiteral("mnuFileOpenProject"), [] {});
+    QMap<QString, QmCommands::Command> kept;
     for (const char* name : {"mnuEditCut", "mnuFileOpen", "mnuFileOpenProject"}) {
         const QString entry = QString::fromLatin1(name);
-        main->SetCommand(entry, [this, entry] { m_ran << entry; });
+        kept[entry] = QmCommands::Replace(entry, [this, entry] { m_ran << entry; });
     }
     // The menus follow the timeline after every command: cutting wants something to cut.
     auto& tl = Eng<ITWTimeline>();
@@ -319,10 +326,49 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
     QCOMPARE(m_ran, (QStringList{"mnuFileOpen", "mnuFileOpenProject"}));
 
     // A command that fails is trapped; nothing escapes into the event loop.
-    main->SetCommand(QStringLiteral("mnuEditCopy"), [] { throw QmError(5, QStringLiteral("x")); });
+    kept[QStringLiteral("mnuEditCopy")] =
+        QmCommands::Replace(QStringLiteral("mnuEditCopy"), [] { throw QmError(5, QStringLiteral("x")); });
     main->Item(QStringLiteral("mnuEditCopy"))->trigger();
     tl.RemoveSource(video, 0);
+    for (auto it = kept.begin(); it != kept.end(); ++it)
+        QmCommands::Replace(it.key(), it.value());
     main->EnableOrDisableMenuItems();
+}
+
+void TestShell::commandTableRegistersOnceAndRefusesUnknownNames()
+{
+    QStringList reports;
+    QmTrap::SetReporter([&reports](const QString&, const QString& function, const QmError& error) {
+        reports << function + u' ' + QString::number(error.Number());
+    });
+    // Every entry of the frame's own and of the modules is there once the window stands.
+    for (const char* name : {"mnuFileExit", "mnuHelpAbout", "mnuViewTools", "mnuFileOpen", "mnuEditCut", "mnuEditUndo",
+                             "mnuToolsZoomIn", "mnuEditAddToTimeline", "cmdAdd", "DoPreviewAction:Play"})
+        QVERIFY2(QmCommands::Has(QString::fromLatin1(name)), name);
+
+    // A name registered twice is refused, and the first command stays.
+    int ran = 0;
+    QmCommands::Register(QStringLiteral("testOnce"), [&ran] { ++ran; });
+    try {
+        QmCommands::Register(QStringLiteral("testOnce"), [] {});
+        QFAIL("a second registration went through");
+    } catch (const QmError& error) {
+        QCOMPARE(error.Number(), QmErr::IllegalCall);
+    }
+    QmCommands::Run(QStringLiteral("testOnce"));
+    QCOMPARE(ran, 1);
+
+    // An unknown name is never passed over: run from the frame it reaches the trap's
+    // report under its own name, and the menus still follow.
+    Main()->RunCommand(QStringLiteral("mnuNoSuchEntry"));
+    QCOMPARE(reports, QStringList{QStringLiteral("mnuNoSuchEntry_Click 5")});
+    try {
+        QmCommands::Run(QStringLiteral("mnuNoSuchEntry"));
+        QFAIL("an unknown command ran");
+    } catch (const QmError& error) {
+        QCOMPARE(error.Number(), QmErr::IllegalCall);
+    }
+    QmTrap::SetReporter({});
 }
 
 void TestShell::panelsArePlaced()
@@ -420,10 +466,11 @@ void TestShell::closeQuery()
     // A saved project closes after its save; No closes without one. Closing the main
     // window closes the program's other windows with it.
     int saves = 0;
-    main->SetCommand(QStringLiteral("mnuFileSaveProject"), [&] {
+    const QmCommands::Command save = [&] {
         ++saves;
         ProjectModified = false;
-    });
+    };
+    QmTest::StandIn(QStringLiteral("mnuFileSaveProject"), save);
     QmScript::AnswerMessage(QmMsgBox::Yes);
     QPointer<mdiTarnwick> closing = main;
     auto* other = new QWidget;

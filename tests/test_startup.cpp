@@ -2,9 +2,9 @@
 // early are run in real processes of the program, as a user would meet them.
 #include "QmTestSupport.h"
 
-#include "core/EntryRoutine.h"
+#include "entry/EntryRoutine.h"
 #include "core/QmShared.h"
-#include "core/frmSplash.h"
+#include "entry/frmSplash.h"
 #include "shell/mdiTarnwick.h"
 
 #include <QProcess>

@@ -46,9 +46,10 @@ using QmTest::Video;
 
 namespace {
 
-frmTimeline* Form()
+// The timeline's own controls: these tests work the panel as its modules do.
+TimelineControls* Form()
 {
-    return frmTimeline::instance();
+    return frmTimeline::instance()->Controls();
 }
 
 // What the engine keeps and no interface reads back: disable flags, the effects switch
@@ -153,12 +154,12 @@ void Drop(QWidget* handle)
 
 QCheckBox* CheckBox(const QByteArray& name)
 {
-    return Form()->findChild<QCheckBox*>(QString::fromLatin1(name));
+    return frmTimeline::instance()->findChild<QCheckBox*>(QString::fromLatin1(name));
 }
 
 QmImageBox* ImageBox(const QByteArray& name)
 {
-    return Form()->findChild<QmImageBox*>(QString::fromLatin1(name));
+    return frmTimeline::instance()->findChild<QmImageBox*>(QString::fromLatin1(name));
 }
 
 void Click(const QByteArray& name)
@@ -230,7 +231,7 @@ void TestTimeline::init()
     // The first test sees the panel as it started.
     if (!std::exchange(m_started, true))
         return;
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     f->tmTimeline->stop();
     f->Dragging = f->DraggingSlider = f->DraggingStart = f->DraggingEnd = false;
     auto& tl = Tl();
@@ -261,7 +262,7 @@ void TestTimeline::init()
 void TestTimeline::cleanup()
 {
     QCOMPARE(QmTest::TakeMessageTexts(), QStringList());
-    QTest::mouseRelease(Form(), Qt::LeftButton); // no button stays down for the next test
+    QTest::mouseRelease(frmTimeline::instance(), Qt::LeftButton); // no button stays down for the next test
 }
 
 void TestTimeline::startsWithFixedTracksListAndSliders()
@@ -293,7 +294,7 @@ void TestTimeline::startsWithFixedTracksListAndSliders()
     }
 
     // The main slider at 0; the selection from 1 s to 2 s, hidden with its link boxes.
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     QCOMPARE(ZoomFactor, int16_t(10));
     QCOMPARE(TickSpacing, int16_t(10));
     QCOMPARE(ScaleBandColor, 0xFFBBBB);
@@ -346,7 +347,7 @@ void TestTimeline::conversionsZoomAndScroll()
 
     // A slider keeps its time through a zoom step; only its pixel moves.
     SetZoomFactor(10);
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     SetSliderPosition(1230, false);
     ZoomOut();
     QCOMPARE(SliderPosition, 1230);
@@ -387,7 +388,7 @@ void TestTimeline::conversionsZoomAndScroll()
 
 void TestTimeline::scaleTicksAndSelectionBand()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     QmPicture* scale = f->picScale;
     const int32_t paper = 0xFFFFFF;
     // A major tick every second, 8 pixels long, with its label; minor ticks 4 long.
@@ -414,7 +415,7 @@ void TestTimeline::scaleTicksAndSelectionBand()
 
 void TestTimeline::barsPaintedToThePixel()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     QmPicture* pic = f->picVideo[0];
     const int h = pic->ScaleHeight(), m = h / 2, s = 100, e = 300;
     const int32_t ground = pic->BackColor(), fill = VideoBarFill, shadow = 0xC0C000, white = 0xFFFFFF;
@@ -466,7 +467,7 @@ void TestTimeline::barsPaintedToThePixel()
 
 void TestTimeline::barLimitsLocksAndClipping()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     QmPicture* video = f->picVideo[0];
     QmPicture* effects = f->picEffect[0];
     const int h = video->ScaleHeight();
@@ -515,7 +516,7 @@ void TestTimeline::barLimitsLocksAndClipping()
 
 void TestTimeline::pressOnRowsSelects()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     auto& tl = Tl();
     const int32_t v = Video();
     QVERIFY(Put(v, "video.avi", 0, 2000));
@@ -607,7 +608,7 @@ void TestTimeline::pressOnRowsSelects()
 
 void TestTimeline::optionBoxesAsTheUserClicksThem()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     auto& tl = Tl();
     QVERIFY(Put(Video(), "video.avi", 0, 2000));
     QVERIFY(Put(Audio1(), "audio.wav", 0, 3000));
@@ -716,7 +717,7 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
 
 void TestTimeline::slidersPlacedShownAndToggled()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     const int left = f->lblHighlight->x();
     QVERIFY(Put(Video(), "video.avi", 0, 60000));
     QVERIFY(Put(Audio1(), "audio.wav", 0, 3000));
@@ -832,7 +833,7 @@ void TestTimeline::slidersPlacedShownAndToggled()
 
 void TestTimeline::slidersDraggedAndKeyed()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     const int width = f->picScale->ScaleWidth();
     QLabel* hint = Panel("sbr_1");
     QVERIFY(Put(Video(), "video.avi", 0, 60000));
@@ -971,7 +972,7 @@ void TestTimeline::slidersDraggedAndKeyed()
 
 void TestTimeline::timelineListMirrorsAndSelects()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     auto& tl = Tl();
     const int32_t v = Video();
     QVERIFY(Put(v, "video.avi", 0, 2000));
@@ -1037,7 +1038,7 @@ void TestTimeline::timelineListMirrorsAndSelects()
 void TestTimeline::markers()
 {
     using namespace moduleBookmarks;
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     QList<QmImageBox*>& marker = f->imgBookmark;
     QCOMPARE(marker.size(), 1);
     QCOMPARE(SelectedBookmark, int16_t(0));

@@ -21,7 +21,7 @@ constexpr int kImageRole = Qt::UserRole + 1;
 
 QTreeWidget* Tree()
 {
-    return frmTimeline::instance()->tvwTimeline;
+    return frmTimeline::instance()->Controls()->tvwTimeline;
 }
 
 QTreeWidgetItem* MakeNode(QTreeWidgetItem* parent, const QString& text, const QString& imageKey, int32_t tag)

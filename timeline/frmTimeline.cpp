@@ -9,6 +9,7 @@
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
+#include "core/QmStatus.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
 #include "engine/ITWTimeline.h"
@@ -16,6 +17,7 @@
 #include "preview/frmPreview.h"
 #include "preview/ModuleTWPreview.h"
 #include "shell/frmTools.h"
+#include "shell/QmCommands.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
 #include "timeline/moduleBookmarks.h"
@@ -70,8 +72,7 @@ QString EventName(const char* row, const char* event, int16_t index, int x, int 
 
 void MenuUpdate()
 {
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->EnableOrDisableMenuItems();
+    QmCommands::RefreshStates();
 }
 
 QString Indexed(const char* name, int index)
@@ -441,87 +442,44 @@ void frmTimeline::Load()
     m_loaded = true;
     InitTimeline();
     ArrangeRows();
+    if (mdiTarnwick::exists()) {
+        mdiTarnwick::instance()->Item(QStringLiteral("mnuViewSelectionSliders"))->setCheckable(true);
+        mdiTarnwick::instance()->Item(QStringLiteral("mnuEC_SelSliders"))->setCheckable(true);
+    }
+}
 
-    if (!mdiTarnwick::exists())
-        return;
-    mdiTarnwick* main = mdiTarnwick::instance();
-    main->SetCommand(QStringLiteral("mnuToolsZoomIn"), [] { ZoomIn(); });
-    main->SetCommand(QStringLiteral("mnuToolsZoomOut"), [] { ZoomOut(); });
-    main->SetCommand(QStringLiteral("mnuViewSelectionSliders"), [] { ToggleSelSliders(); });
-    main->SetCommand(QStringLiteral("cmdSelSliders"), [] {
+void frmTimeline::RegisterCommands()
+{
+    QmCommands::Register(QStringLiteral("mnuToolsZoomIn"), [] { ZoomIn(); });
+    QmCommands::Register(QStringLiteral("mnuToolsZoomOut"), [] { ZoomOut(); });
+    QmCommands::Register(QStringLiteral("mnuViewSelectionSliders"), [] { ToggleSelSliders(); });
+    QmCommands::Register(QStringLiteral("cmdSelSliders"), [] {
         ToggleSelSliders();
         ProjectModified = true;
     });
-    main->SetCommand(QStringLiteral("mnuToolsAddBookmark"), [] {
+    QmCommands::Register(QStringLiteral("mnuToolsAddBookmark"), [] {
         moduleBookmarks::AddBookmark();
         ProjectModified = true;
     });
-    main->SetCommand(QStringLiteral("mnuToolsRemoveBookmark"), [] {
+    QmCommands::Register(QStringLiteral("mnuToolsRemoveBookmark"), [] {
         moduleBookmarks::RemoveSelectedBookmark();
         ProjectModified = true;
     });
-    main->SetCommand(QStringLiteral("mnueditclearmarkers"), [] {
+    QmCommands::Register(QStringLiteral("mnueditclearmarkers"), [] {
         moduleBookmarks::RemoveBookmarks();
         ProjectModified = true;
     });
-    // Adding: the files of the media list (also from its pop-up and the toolbar), the
-    // overlay, and the effects of the tools panel and the Edit menu.
-    main->SetCommand(QStringLiteral("mnuEditCut"), [] { moduleEdit::OnEditCutClick(); });
-    main->SetCommand(QStringLiteral("mnuEditCopy"), [] { moduleEdit::OnEditCopyClick(); });
-    main->SetCommand(QStringLiteral("mnuEditClear"), [] { moduleEdit::OnEditClearClick(); });
-    main->SetCommand(QStringLiteral("mnuEditCrop"), [] { moduleEdit::OnEditCropClick(); });
-    main->SetCommand(QStringLiteral("mnuEditCropSources"), [] { moduleEdit::OnEditCropSourcesClick(); });
-    main->SetCommand(QStringLiteral("mnuEditPaste"), [] { moduleEdit::OnEditPasteClick(); });
-    main->SetCommand(QStringLiteral("mnuEditAddToTimeline"), [] { AddToTimelineCommand(); });
-    main->SetCommand(QStringLiteral("mnuEditAddToOverlay"), [] { AddToOverlayCommand(); });
-    main->SetCommand(QStringLiteral("cmdAdd"), [] { AddEffectCommand(); });
-    const char* const effectEntries[] = {"mnuAddEffectFade", "mnuAddEffectPixelate", "mnuAddEffectBlur",
-                                         "mnuAddEffectWave", "mnuAddEffectEmboss",   "mnuAddEffectEngrave"};
-    for (int row = 0; row < static_cast<int>(std::size(effectEntries)); ++row) {
-        main->SetCommand(QString::fromLatin1(effectEntries[row]), [row] {
-            QmListView* effects = frmTools::instance()->lvwEffects;
-            for (int r = 0; r < effects->Count(); ++r)
-                effects->SetSelected(r, r == row);
-            effects->SetCurrentRow(row);
-            AddEffectCommand();
-        });
-    }
-    main->Item(QStringLiteral("mnuViewSelectionSliders"))->setCheckable(true);
-    main->Item(QStringLiteral("mnuEC_SelSliders"))->setCheckable(true);
-    main->SetCommand(QStringLiteral("mnuViewTimelineList"), [this, main] {
-        const bool shown = main->Item(QStringLiteral("mnuViewTimelineList"))->isChecked();
-        tvwTimeline->setVisible(shown);
-        picVerticalResize->setVisible(shown);
-        ArrangeRows();
+    QmCommands::Register(QStringLiteral("mnuEditStartSel"), [] { OnEditStartSelClick(); });
+    QmCommands::Register(QStringLiteral("mnuEditEndSel"), [] { OnEditEndSelClick(); });
+    QmCommands::Register(QStringLiteral("mnuViewTimelineList"), [] {
+        frmTimeline* form = instance();
+        const bool shown = mdiTarnwick::exists()
+                           && mdiTarnwick::instance()->Item(QStringLiteral("mnuViewTimelineList"))->isChecked();
+        form->tvwTimeline->setVisible(shown);
+        form->picVerticalResize->setVisible(shown);
+        form->ArrangeRows();
     });
-    // The selection's edges at the position slider: the selection appears at the slider
-    // first if it is not shown; an edge never comes closer than 6 pixels to the other.
-    main->SetCommand(QStringLiteral("mnuEditStartSel"), [] {
-        if (!SelSlidersVisible()) {
-            ToggleSelSliders();
-            return;
-        }
-        const int32_t pos = GetSliderPosition();
-        if (MsToPixels(SelEndPosition) - MsToPixels(pos) < 6)
-            return;
-        SetSelSliderPosition(pos, true);
-        SelStartPosition = GetSelSliderPosition(true);
-        frmPreview::instance()->sldSeekBar->setMinimum(SelStartPosition);
-        RenderScale();
-        RenderAllSelections();
-    });
-    main->SetCommand(QStringLiteral("mnuEditEndSel"), [] {
-        const int32_t pos = GetSliderPosition();
-        if (!SelSlidersVisible())
-            ToggleSelSliders();
-        if (MsToPixels(pos) - MsToPixels(SelStartPosition) < 6)
-            return;
-        SetSelSliderPosition(pos, false);
-        SelEndPosition = GetSelSliderPosition(false);
-        frmPreview::instance()->sldSeekBar->setMaximum(SelEndPosition);
-        RenderScale();
-        RenderAllSelections();
-    });
+    RegisterAddCommands();
 }
 
 void frmTimeline::ArrangeRows()
@@ -614,7 +572,7 @@ bool frmTimeline::eventFilter(QObject* watched, QEvent* event)
     if (watched == picTimelineBase) {
         if (event->type() == QEvent::MouseMove) {
             DrawScaleLine(static_cast<QMouseEvent*>(event)->position().toPoint().x() - lblHighlight->x());
-            mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
+            QmStatus::Show(QStringLiteral("Ready"));
         } else if (event->type() == QEvent::KeyPress) {
             auto* key = static_cast<QKeyEvent*>(event);
             Scale_KeyDown(key->key(), key->modifiers());
@@ -651,7 +609,7 @@ void frmTimeline::picScale_MouseDown(Qt::MouseButton button, Qt::KeyboardModifie
 void frmTimeline::picScale_MouseMove(Qt::MouseButtons, int x)
 {
     DrawScaleLine(x);
-    mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
+    QmStatus::Show(QStringLiteral("Ready"));
 }
 
 void frmTimeline::Scale_KeyDown(int key, Qt::KeyboardModifiers shift)
@@ -787,16 +745,16 @@ void frmTimeline::Row_MouseMove(QmPicture* pic, Qt::MouseButtons buttons, int x,
     QmTrap::Run(kModule, EventName(row.name, "MouseMove", row.index, x, y), [&] {
         switch (row.kind) {
         case RowKind::Video:
-            mdiTarnwick::ShowStatus(QStringLiteral("Represents video sources over time"));
+            QmStatus::Show(QStringLiteral("Represents video sources over time"));
             break;
         case RowKind::Audio:
-            mdiTarnwick::ShowStatus(QStringLiteral("Represents audio sources over time"));
+            QmStatus::Show(QStringLiteral("Represents audio sources over time"));
             break;
         case RowKind::Effect:
-            mdiTarnwick::ShowStatus(QStringLiteral("Represents various effects over time"));
+            QmStatus::Show(QStringLiteral("Represents various effects over time"));
             break;
         case RowKind::Overlay:
-            mdiTarnwick::ShowStatus(QStringLiteral("Represents overlay sources over time"));
+            QmStatus::Show(QStringLiteral("Represents overlay sources over time"));
             break;
         }
         DrawScaleLine(x);
@@ -868,10 +826,10 @@ void frmTimeline::Row_KeyDown(QmPicture* pic, int key, Qt::KeyboardModifiers shi
                     int32_t step = 0;
                     if (shift & Qt::ShiftModifier) {
                         step = PixelsToMs(1);
-                        mdiTarnwick::ShowStatus(QStringLiteral("Ready"));
+                        QmStatus::Show(QStringLiteral("Ready"));
                     } else {
                         step = PixelsToMs(5);
-                        mdiTarnwick::ShowStatus(QStringLiteral("Use the 'Shift' key to nudge source(s) with the direction keys"));
+                        QmStatus::Show(QStringLiteral("Use the 'Shift' key to nudge source(s) with the direction keys"));
                     }
                     // A nudge has no left limit and makes no history entry.
                     if (key == Qt::Key_Right)
@@ -1033,21 +991,21 @@ void frmTimeline::Handle_MouseMove(QmImageBox* handle, Qt::MouseButtons buttons,
         };
 
         if (handle == imgSliderHandle) {
-            mdiTarnwick::ShowStatus(QStringLiteral("Reposition the slider"));
+            QmStatus::Show(QStringLiteral("Reposition the slider"));
             if (goingRight ? newLeft >= scaleWidth - 5 : newLeft < -6)
                 return scroll(goingRight);
             tmTimeline->stop();
             handle->move(newLeft, handle->y());
             PlaceHandleLines(handle, picSlider, imgScaleSlider);
             SliderPosition = GetSliderPosition();
-            mdiTarnwick::ShowStatus(moduleUtilities::MilliSecondsToTimetypeAsString(SliderPosition),
+            QmStatus::Show(moduleUtilities::MilliSecondsToTimetypeAsString(SliderPosition),
                                     QStringLiteral("SLIDER_POS"));
             ModuleTWPreview::OnSliderMove();
             return;
         }
 
         const bool start = handle == imgStartSelHandle;
-        mdiTarnwick::ShowStatus(start ? QStringLiteral("Reposition the start selection slider")
+        QmStatus::Show(start ? QStringLiteral("Reposition the start selection slider")
                           : QStringLiteral("Reposition the end selection slider"));
         const int otherLeft = (start ? imgEndSelHandle : imgStartSelHandle)->x();
         if (start) {
@@ -1203,7 +1161,7 @@ void frmTimeline::Bookmark_MouseMove(int index, Qt::MouseButtons buttons, int x,
 {
     QmTrap::Run(kModule,
                 QStringLiteral("imgBookmark_MouseMove - Index: %1, X: %2, Y: %3").arg(index).arg(x).arg(y), [&] {
-                    mdiTarnwick::ShowStatus(QStringLiteral("Reposition the marker slider"));
+                    QmStatus::Show(QStringLiteral("Reposition the marker slider"));
                     if (!(buttons & Qt::LeftButton) || !m_bookmarkDragging || index < 0)
                         return;
                     QmImageBox* marker = imgBookmark[index];

@@ -2,6 +2,7 @@
 
 #include "core/QmSingleForm.h"
 #include "shell/QmPanel.h"
+#include "timeline/TimelineControls.h"
 
 #include <QList>
 
@@ -19,8 +20,9 @@ class QmPicture;
 // Overlays, Audio 1, Audio 2) under the scale, each with its label and its link, lock
 // and disable boxes; the three sliders; the scroll bar and the zoom, selection and
 // marker buttons. The controls keep their design names; the modules of the timeline
-// (moduleTimeline, moduleScaleRenderer, ModuleTreeView, moduleBookmarks) work on them.
-class frmTimeline : public QmPanel, public QmSingleForm<frmTimeline>
+// (moduleTimeline, moduleScaleRenderer, ModuleTreeView, moduleBookmarks) work on them
+// through Controls().
+class frmTimeline : public QmPanel, public QmSingleForm<frmTimeline>, private TimelineControls
 {
     Q_OBJECT
     friend QmSingleForm<frmTimeline>;
@@ -29,72 +31,15 @@ public:
     // The panel's height as designed; the main window places the other panels above it.
     static constexpr int DesignHeight = 290;
 
-    // The form's load: makes the tracks once (InitTimeline) and gives the menu entries
-    // of the timeline their commands.
+    // The form's load: makes the tracks once (InitTimeline) and places the rows.
     void Load();
+    // Gives the timeline's menu entries, and the adding commands, their commands (once,
+    // by the main window).
+    static void RegisterCommands();
 
-    // The timeline list and its divider.
-    QTreeWidget* tvwTimeline = nullptr;
-    QWidget* picVerticalResize = nullptr;
-    // The ground under the scale and the rows; lblHighlight marks where the rows'
-    // pictures start.
-    QWidget* picTimelineBase = nullptr;
-    QLabel* lblHighlight = nullptr;
-    QmPicture* picScale = nullptr;
-    QScrollBar* hsb = nullptr;
-
-    // The rows: control arrays, index 0 upward.
-    QList<QmPicture*> picVideo, picEffect, picOverlay, picAudio;
-    QList<QWidget*> shpVideoSel, shpEffectSel, shpOverlaySel, shpAudioSel;
-    QLabel* lblVideo = nullptr;
-    QLabel* lblEffect = nullptr;
-    QLabel* lblOverlay = nullptr;
-    QList<QLabel*> lblAudio;
-    QList<QCheckBox*> chkLinkVideo, chkLockVideo, chkDisableVideo;
-    QList<QCheckBox*> chkLinkEffect, chkLockEffect, chkDisableEffect;
-    QList<QCheckBox*> chkLinkOverlay, chkLockOverlay, chkDisableOverlay;
-    QList<QCheckBox*> chkLinkAudio, chkLockAudio, chkDisableAudio;
-    QList<QmImageBox*> imgLinkVideo, imgLockVideo, imgDisableVideo;
-    QList<QmImageBox*> imgLinkEffect, imgLockEffect, imgDisableEffect;
-    QList<QmImageBox*> imgLinkOverlay, imgLockOverlay, imgDisableOverlay;
-    QList<QmImageBox*> imgLinkAudio, imgLockAudio, imgDisableAudio;
-
-    // The sliders: handle and line on the scale, line over the rows.
-    QmImageBox* imgSliderHandle = nullptr;
-    QWidget* imgScaleSlider = nullptr;
-    QWidget* picSlider = nullptr;
-    QmImageBox* imgStartSelHandle = nullptr;
-    QWidget* imgStartSelSlider = nullptr;
-    QWidget* picStartSelSlider = nullptr;
-    QmImageBox* imgEndSelHandle = nullptr;
-    QWidget* imgEndSelSlider = nullptr;
-    QWidget* picEndSelSlider = nullptr;
-    QWidget* imgScaleMarker = nullptr;
-    QList<QmImageBox*> imgBookmark;
-
-    QToolButton* cmdZoomIn = nullptr;
-    QToolButton* cmdZoomOut = nullptr;
-    QToolButton* cmdSelSliders = nullptr;
-    QToolButton* cmdAddBookmark = nullptr;
-    QToolButton* cmdRemoveBookmark = nullptr;
-    QTimer* tmTimeline = nullptr;
-
-    // Drag state of the slider handles.
-    bool Dragging = false;
-    float DragOffset = 0;
-    bool DraggingSlider = false;
-    bool DraggingStart = false;
-    bool DraggingEnd = false;
-    bool ScrollingRight = false;
-
-    // Pointer work on the rows: a left press on an unlocked row starts a drag of the
-    // selected items (or a resize from an item's corner) that its release ends.
-    bool DragActive = false;
-    float DragLastX = 0;
-    int16_t DragSeq = -1;
-    bool DragResize = false;
-    int32_t DragOrigStart = 0;
-    int32_t DragOrigStop = 0;
+    // The controls, for the timeline's own modules only; the rest of Quillmont reads and
+    // sets the view through TimelineView.
+    TimelineControls* Controls() { return this; }
 
     // Chooses the entries of the main window's pop-up mnuEditContext before it opens:
     // context 0 for the scale, 1 the video row, 2 an audio row (index 0 or 1) or the

@@ -5,6 +5,7 @@
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
+#include "timeline/TimelineView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
@@ -30,10 +31,9 @@ int LeftOf(int32_t time)
 void AddBookmark()
 {
     QmTrap::Run(kModule, QStringLiteral("AddBookmark"), [] {
-        frmTimeline* f = frmTimeline::instance();
-        const int index = static_cast<int>(f->imgBookmark.size());
-        f->LoadBookmark();
-        const int32_t time = PixelsToMs(moduleTimeline::LinePixel(f->picSlider));
+        const int index = static_cast<int>(frmTimeline::instance()->Controls()->imgBookmark.size());
+        frmTimeline::instance()->LoadBookmark();
+        const int32_t time = TimelineView::SliderTime();
         SetBookmarkPosition(time, index);
     });
 }
@@ -43,17 +43,17 @@ void RemoveSelectedBookmark()
     QmTrap::Run(kModule, QStringLiteral("RemoveSelectedBookmark"), [] {
         if (SelectedBookmark == 0)
             return;
-        frmTimeline* f = frmTimeline::instance();
-        f->imgBookmark[SelectedBookmark]->hide();
+        QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
+        markers[SelectedBookmark]->hide();
         --SelectedBookmark;
-        f->imgBookmark[SelectedBookmark]->SetPicture(QStringLiteral("BOOKMARKSEL"));
+        markers[SelectedBookmark]->SetPicture(QStringLiteral("BOOKMARKSEL"));
     });
 }
 
 void SetBookmarkPosition(int32_t time, int index)
 {
     QmTrap::Run(kModule, QStringLiteral("SetBookmarkPosition"), [&] {
-        QmImageBox* marker = frmTimeline::instance()->imgBookmark[index];
+        QmImageBox* marker = frmTimeline::instance()->Controls()->imgBookmark[index];
         marker->move(LeftOf(time), 0);
         marker->show();
         marker->raise();
@@ -71,7 +71,7 @@ void SetBookmarkPosition(int32_t time, int index)
 void UpdateBookmarks(int excluded, bool show)
 {
     QmTrap::Run(kModule, QStringLiteral("UpdateBookmarks"), [&] {
-        const QList<QmImageBox*>& markers = frmTimeline::instance()->imgBookmark;
+        const QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
         for (int i = 0; i < markers.size() && i < BookmarkTimes.size(); ++i) {
             if (i == excluded)
                 continue;
@@ -85,7 +85,7 @@ void UpdateBookmarks(int excluded, bool show)
 void RemoveBookmarks()
 {
     QmTrap::Run(kModule, QStringLiteral("RemoveBookmarks"), [] {
-        QList<QmImageBox*>& markers = frmTimeline::instance()->imgBookmark;
+        QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
         while (markers.size() >= 2)
             delete markers.takeLast();
         BookmarkTimes.clear();

@@ -33,9 +33,9 @@ int32_t Checked32(int64_t value)
     return static_cast<int32_t>(value);
 }
 
-frmTimeline* Form()
+TimelineControls* Form()
 {
-    return frmTimeline::instance();
+    return frmTimeline::instance()->Controls();
 }
 
 // Steps 4 to 7 of a zoom: the sliders keep their times, everything else follows.
@@ -100,7 +100,7 @@ int16_t GetTickSpacing()
 void RenderScale()
 {
     QmTrap::Run(kModule, QStringLiteral("RenderScale"), [] {
-        frmTimeline* form = Form();
+        TimelineControls* form = Form();
         QmPicture* scale = form->picScale;
         scale->Cls();
         if (!form->imgStartSelHandle->isHidden() && !form->imgEndSelHandle->isHidden()) {
@@ -157,7 +157,7 @@ void ZoomIn()
 void AdjustScroll()
 {
     QmTrap::Run(kModule, QStringLiteral("AdjustScroll"), [] {
-        frmTimeline* form = Form();
+        TimelineControls* form = Form();
         const double visible = QmNumbers::RoundHalfEven(static_cast<double>(form->picScale->ScaleWidth()) / TickSpacing);
         const double total = static_cast<double>(MsToPixels(moduleTimeline::GetTimelineDuration())) / TickSpacing;
         // A pixel count added to a tick count: the view keeps a margin of ten ticks.

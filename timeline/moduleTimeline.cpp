@@ -8,6 +8,7 @@
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
+#include "core/QmStatus.h"
 #include "editing/moduleTWState.h"
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWMediaFiles.h"
@@ -15,11 +16,13 @@
 #include "preview/frmPreview.h"
 #include "preview/ModuleTWPreview.h"
 #include "shell/ModuleSettings.h"
+#include "shell/QmCommands.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleBookmarks.h"
 #include "timeline/moduleScaleRenderer.h"
+#include "timeline/TimelineView.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -46,9 +49,9 @@ constexpr int32_t kEffectShadow = 0xC000;
 constexpr int32_t kOverlayShadow = 0x87B8D3;
 constexpr int32_t kHighlight = 0xFFFFFF;
 
-frmTimeline* Form()
+TimelineControls* Form()
 {
-    return frmTimeline::instance();
+    return frmTimeline::instance()->Controls();
 }
 
 ITWTimeline& Tl()
@@ -67,8 +70,7 @@ bool Created(int32_t handle)
 // The enabled states of the menus follow what the user just did.
 void MenuUpdate()
 {
-    if (mdiTarnwick::exists())
-        mdiTarnwick::instance()->EnableOrDisableMenuItems();
+    QmCommands::RefreshStates();
 }
 
 QSlider* PreviewSlider()
@@ -119,7 +121,7 @@ void PressOnRow(int32_t track, const ItemKind& kind, int32_t treeTag, bool overl
     }
     if (overlay)
         tl.SetTransitionSelected(track, seq, tl.IsSourceSelected(track, seq));
-    frmTimeline* form = Form();
+    TimelineControls* form = Form();
     if (form->imgStartSelHandle->isHidden() && form->imgEndSelHandle->isHidden()
         && (SliderPosition < start || SliderPosition > stop)) {
         SetSliderPosition(start, false);
@@ -256,7 +258,7 @@ void PaintBars(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool
             pic->DrawStyle = QmPicture::Dot;
             pic->Box(x(start) + 1, 1, x(stop) - 1, h - 2);
             pic->DrawStyle = QmPicture::Solid;
-            mdiTarnwick::ShowStatus(moduleUtilities::MilliSecondsToTimetypeAsString(start) + QStringLiteral(" - ")
+            QmStatus::Show(moduleUtilities::MilliSecondsToTimetypeAsString(start) + QStringLiteral(" - ")
                                         + moduleUtilities::MilliSecondsToTimetypeAsString(stop),
                                     QStringLiteral("SELECTION"));
         }
@@ -292,7 +294,7 @@ void ResetRowOptions(QCheckBox* disable, QmImageBox* disableImage, QCheckBox* lo
 void InitTimeline()
 {
     QmTrap::Run(kModule, QStringLiteral("InitTimeline"), [] {
-        frmTimeline* form = Form();
+        TimelineControls* form = Form();
         ModuleSettings::SetApplicationName(AppSection);
         ModuleSettings::GetResentFilesFromReg();
         ModuleSettings::GetResentProjectFilesFromReg();
@@ -455,7 +457,7 @@ void OnPicEffectClick(int16_t index)
 
 void EnableLinkOption(bool visible)
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     const QList<QList<QCheckBox*>*> boxes = {&f->chkLinkVideo, &f->chkLinkEffect, &f->chkLinkOverlay, &f->chkLinkAudio};
     const QList<QList<QmImageBox*>*> images = {&f->imgLinkVideo, &f->imgLinkEffect, &f->imgLinkOverlay,
                                                &f->imgLinkAudio};
@@ -472,7 +474,7 @@ void EnableLinkOption(bool visible)
 void ReInitLinkLockDisable()
 {
     QmTrap::Run(kModule, QStringLiteral("ReInitLinkLockDisable"), [] {
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         for (int i = 0; i < f->picVideo.size(); ++i)
             ResetRowOptions(f->chkDisableVideo[i], f->imgDisableVideo[i], f->chkLockVideo[i], f->imgLockVideo[i],
                             f->chkLinkVideo[i], f->imgLinkVideo[i], false, true);
@@ -493,7 +495,7 @@ void UpdateTrackOptions()
     QmTrap::Run(kModule, QStringLiteral("UpdateTrackOptions"), [] {
         // Only the count is looked at: a track back at exactly one item has its disable
         // box cleared again, whatever the user had set.
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         auto& tl = Tl();
         const int videoRows = static_cast<int>(f->picVideo.size());
         for (int i = 1; i <= TrackCollection.Count(); ++i) {
@@ -530,7 +532,7 @@ void RenderEffectBar(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow
 
 void RenderEffectBars()
 {
-    frmTimeline* f = Form();
+    TimelineControls* f = Form();
     for (int i = 0; i < f->picEffect.size() && i < TrackCollection.Count(); ++i)
         RenderRow(RenderEffectBar, f->picEffect[i], VideoTrackOf(i), f->chkLockEffect[i], EffectBarFill, kEffectShadow);
 }
@@ -538,7 +540,7 @@ void RenderEffectBars()
 void RenderAllBars()
 {
     QmTrap::Run(kModule, QStringLiteral("RenderAllBars"), [] {
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         if (TrackCollection.Count() == 0)
             return; // no tracks yet: nothing to draw
         for (int i = 0; i < f->picVideo.size(); ++i)
@@ -571,15 +573,10 @@ int32_t LinePixel(const QWidget* line)
     return line->x() - Form()->lblHighlight->x() + TicksToPixels(Form()->hsb->value());
 }
 
-int32_t SelectionEdge(bool isStart)
-{
-    return PixelsToMs(LinePixel(isStart ? Form()->picStartSelSlider : Form()->picEndSelSlider) + 5);
-}
-
 void SetSliderPosition(int32_t pos, bool scroll)
 {
     QmTrap::Run(kModule, QStringLiteral("SetSliderPosition"), [&] {
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         const int32_t x = PixelAt(pos);
         f->imgScaleSlider->move(x, f->imgScaleSlider->y());
         f->imgSliderHandle->move(x - 5, f->imgSliderHandle->y());
@@ -593,7 +590,7 @@ void SetSliderPosition(int32_t pos, bool scroll)
             f->picSlider->raise();
         }
         const QString text = moduleUtilities::MilliSecondsToTimetypeAsString(pos);
-        mdiTarnwick::ShowStatus(text, QStringLiteral("SLIDER_POS"));
+        QmStatus::Show(text, QStringLiteral("SLIDER_POS"));
         frmPreview::instance()->lblCurrentTime->setText(text);
         SliderPosition = pos;
         if (!scroll || inView)
@@ -611,7 +608,7 @@ int32_t GetSliderPosition()
 void SetSelSliderPosition(int32_t pos, bool isStart)
 {
     QmTrap::Run(kModule, QStringLiteral("SetSelSliderPosition"), [&] {
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         QWidget* handle = isStart ? f->imgStartSelHandle : f->imgEndSelHandle;
         QWidget* overRows = isStart ? f->picStartSelSlider : f->picEndSelSlider;
         QWidget* onScale = isStart ? f->imgStartSelSlider : f->imgEndSelSlider;
@@ -630,16 +627,11 @@ int32_t GetSelSliderPosition(bool isStart)
     return PixelsToMs(handle->x() + TicksToPixels(Form()->hsb->value()) + 5);
 }
 
-bool SelSlidersVisible()
-{
-    return !Form()->imgStartSelHandle->isHidden() && !Form()->imgEndSelHandle->isHidden();
-}
-
 static void SetSelMenuChecks()
 {
     if (!mdiTarnwick::exists())
         return;
-    const bool both = SelSlidersVisible();
+    const bool both = TimelineView::SelectionShown();
     for (const char* name : {"mnuViewSelectionSliders", "mnuEC_SelSliders"})
         if (QAction* item = mdiTarnwick::instance()->Item(QString::fromLatin1(name)))
             item->setChecked(both);
@@ -648,7 +640,7 @@ static void SetSelMenuChecks()
 void ShowStartSelSlider(bool visible)
 {
     QmTrap::Run(kModule, QStringLiteral("ShowStartSelSlider"), [&] {
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         f->imgStartSelHandle->setVisible(visible);
         f->imgStartSelSlider->setVisible(visible);
         f->picStartSelSlider->setVisible(visible);
@@ -661,7 +653,7 @@ void ShowStartSelSlider(bool visible)
 void ShowEndSelSlider(bool visible)
 {
     QmTrap::Run(kModule, QStringLiteral("ShowEndSelSlider"), [&] {
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         f->imgEndSelHandle->setVisible(visible);
         f->imgEndSelSlider->setVisible(visible);
         f->picEndSelSlider->setVisible(visible);
@@ -685,8 +677,8 @@ void ShowSelSliders(bool visible)
 void ToggleSelSliders()
 {
     QmTrap::Run(kModule, QStringLiteral("ToggleSelSliders"), [] {
-        frmTimeline* f = Form();
-        if (SelSlidersVisible()) {
+        TimelineControls* f = Form();
+        if (TimelineView::SelectionShown()) {
             ShowSelSliders(false);
         } else {
             if (f->picSlider->isHidden())
@@ -701,12 +693,42 @@ void ToggleSelSliders()
     });
 }
 
+void OnEditStartSelClick()
+{
+    if (!TimelineView::SelectionShown()) {
+        ToggleSelSliders();
+        return;
+    }
+    const int32_t pos = GetSliderPosition();
+    if (MsToPixels(SelEndPosition) - MsToPixels(pos) < 6)
+        return;
+    SetSelSliderPosition(pos, true);
+    SelStartPosition = GetSelSliderPosition(true);
+    PreviewSlider()->setMinimum(SelStartPosition);
+    RenderScale();
+    RenderAllSelections();
+}
+
+void OnEditEndSelClick()
+{
+    const int32_t pos = GetSliderPosition();
+    if (!TimelineView::SelectionShown())
+        ToggleSelSliders();
+    if (MsToPixels(pos) - MsToPixels(SelStartPosition) < 6)
+        return;
+    SetSelSliderPosition(pos, false);
+    SelEndPosition = GetSelSliderPosition(false);
+    PreviewSlider()->setMaximum(SelEndPosition);
+    RenderScale();
+    RenderAllSelections();
+}
+
 void ShowOrHideTrackSelections()
 {
     QmTrap::Run(kModule, QStringLiteral("ShowOrHideTrackSelections"), [] {
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         auto& tl = Tl();
-        const bool both = SelSlidersVisible();
+        const bool both = TimelineView::SelectionShown();
         auto show = [&](QWidget* shape, int32_t track) {
             shape->setVisible(both && tl.GetTrackLink(track) && !moduleTWState::IsTrackLocked(track)
                               && tl.GetSourceCount(track) != 0);
@@ -737,9 +759,9 @@ void ShowOrHideTrackSelections()
 void RenderAllSelections()
 {
     QmTrap::Run(kModule, QStringLiteral("RenderAllSelections"), [] {
-        if (!SelSlidersVisible())
+        if (!TimelineView::SelectionShown())
             return;
-        frmTimeline* f = Form();
+        TimelineControls* f = Form();
         const int left = f->imgStartSelHandle->x() + 6;
         const int width = f->imgEndSelHandle->x() - f->imgStartSelHandle->x() - 1;
         auto place = [&](const QList<QWidget*>& shapes, const QList<QCheckBox*>& locks) {

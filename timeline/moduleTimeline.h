@@ -77,9 +77,12 @@ void ShowEndSelSlider(bool visible);
 void ShowSelSliders(bool visible);
 void ToggleSelSliders();
 void ShowOrHideTrackSelections();
+// The selection's edges at the position slider (Edit > Start Selection, End Selection):
+// the selection appears at the slider first if it is not shown; an edge never comes
+// closer than 6 pixels to the other.
+void OnEditStartSelClick();
+void OnEditEndSelClick();
 void RenderAllSelections();
-// Both selection handles are visible: the selection exists.
-bool SelSlidersVisible();
 // Places the main slider's line over the rows from its handle.
 void PlaceSliderLine(QWidget* line, QWidget* handle);
 // Places both lines of a handle, over the rows and on the scale, at its point.
@@ -87,9 +90,6 @@ void PlaceHandleLines(QWidget* handle, QWidget* lineOverRows, QWidget* lineOnSca
 // The timeline pixel where a line over the rows stands (counted from where the rows'
 // pictures begin, plus the view's left edge).
 int32_t LinePixel(const QWidget* line);
-// An edge of the selection as the editing commands take it: from the line over the
-// rows, 5 pixels (half a slider) further on.
-int32_t SelectionEdge(bool isStart);
 
 // Adding to the timeline (moduleTimelineAdd.cpp).
 // Opens an operation's history entry (the image before it) and counts it in force at
@@ -116,6 +116,8 @@ void SyncOverlayTransitions();
 void AddToTimelineCommand();
 void AddToOverlayCommand();
 void AddEffectCommand();
+// Gives the adding commands above, and the Edit menu's six effects, to the command table.
+void RegisterAddCommands();
 
 // Pointer work on the rows.
 // The tool tip and pointer of a row for the pointer at x, y; true inside the resize

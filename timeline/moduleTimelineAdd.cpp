@@ -15,6 +15,7 @@
 #include "media/frmMediaList.h"
 #include "preview/ModuleTWPreview.h"
 #include "preview/frmPreview.h"
+#include "shell/QmCommands.h"
 #include "shell/frmTools.h"
 #include "timeline/ModuleTreeView.h"
 #include "timeline/frmTimeline.h"
@@ -22,6 +23,8 @@
 #include "tools/frmVolume.h"
 
 #include <QSlider>
+
+#include <iterator>
 
 using namespace QmShared;
 
@@ -208,7 +211,7 @@ bool OnEditAddEffectToTimelineClick()
             if (row < 0)
                 throw QmError(QmErr::ObjectNotSet, QStringLiteral("No effect is chosen in the list."));
             const QString name = effects->Text(row);
-            frmTimeline* form = frmTimeline::instance();
+            TimelineControls* form = frmTimeline::instance()->Controls();
             const bool startShown = !form->imgStartSelHandle->isHidden();
             const bool endShown = !form->imgEndSelHandle->isHidden();
             bool ok = true;
@@ -266,6 +269,25 @@ void AddEffectCommand()
         // The new effect's node was added last; in the list it stands by its time.
         ModuleTreeView::UpdateTreeView();
     });
+}
+
+void RegisterAddCommands()
+{
+    QmCommands::Register(QStringLiteral("mnuEditAddToTimeline"), [] { AddToTimelineCommand(); });
+    QmCommands::Register(QStringLiteral("mnuEditAddToOverlay"), [] { AddToOverlayCommand(); });
+    QmCommands::Register(QStringLiteral("cmdAdd"), [] { AddEffectCommand(); });
+    // The Edit menu's effects are the tools panel's list, row by row.
+    const char* const effectEntries[] = {"mnuAddEffectFade", "mnuAddEffectPixelate", "mnuAddEffectBlur",
+                                         "mnuAddEffectWave", "mnuAddEffectEmboss",   "mnuAddEffectEngrave"};
+    for (int row = 0; row < static_cast<int>(std::size(effectEntries)); ++row) {
+        QmCommands::Register(QString::fromLatin1(effectEntries[row]), [row] {
+            QmListView* effects = frmTools::instance()->lvwEffects;
+            for (int r = 0; r < effects->Count(); ++r)
+                effects->SetSelected(r, r == row);
+            effects->SetCurrentRow(row);
+            AddEffectCommand();
+        });
+    }
 }
 
 } // namespace moduleTimeline

@@ -1,6 +1,6 @@
-#include "core/frmSplash.h"
+#include "entry/frmSplash.h"
 
-#include "core/EntryRoutine.h"
+#include "entry/EntryRoutine.h"
 #include "core/QmIcons.h"
 #include "core/QmMsgBox.h"
 #include "core/QmPaths.h"

@@ -1,11 +1,11 @@
-#include "core/EntryRoutine.h"
+#include "entry/EntryRoutine.h"
 
 #include "core/QmIcons.h"
 #include "core/QmMsgBox.h"
 #include "core/QmScript.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
-#include "core/frmSplash.h"
+#include "entry/frmSplash.h"
 #include "engine/CreateObject.h"
 #include "report/frmbug.h"
 #include "shell/ModuleSettings.h"
