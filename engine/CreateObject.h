@@ -12,7 +12,7 @@ std::shared_ptr<ITWObject> CreateObject(const QString& className);
 
 using EngineClassFactory = std::shared_ptr<ITWObject> (*)();
 
-// Enters a class under name. An implementation calls it from a static initialiser in
-// its own source, so that the registry names no implementation; the returned true lets
-// that initialiser be a constant.
+// Enters a class under name. Each implementation calls it from a static initialiser in
+// its own source, so that this registry names none of them; it returns true so that the
+// call can initialise a constant.
 bool RegisterEngineClass(const char* name, EngineClassFactory make);

@@ -27,7 +27,7 @@ public:
     // null when the object has none. An engine object hands out each interface from a
     // part that implements that one alone, so TWCast takes it back with a static_cast
     // (which is why no interface inherits ITWObject virtually). TWCast asks at every
-    // call of the editing loops: the answer must stay a look in a short table.
+    // call of the editing loops, so the answer must stay a lookup in a short table.
     virtual ITWObject* QueryInterface(const std::type_info& /*interface*/) { return nullptr; }
 };
 

@@ -44,7 +44,8 @@ void TarnwickTimeline::Add(std::unique_ptr<I> part)
 ITWObject* TarnwickTimeline::QueryInterface(const std::type_info& interface)
 {
     // A program linked in one piece has one type_info per interface, so comparing
-    // addresses finds it; names are compared only for a refusal.
+    // addresses finds it; names are compared only when that fails: for an interface the
+    // engine lacks, or one whose type_info a shared library holds twice.
     for (const Part& entry : m_parts) {
         if (entry.interface == &interface)
             return entry.part.get();
