@@ -139,10 +139,10 @@ void TestTarnwickTimeline::handsOutEveryInterfaceOfItsOwn()
     // Every interface from each engine: the same part whenever it is asked for, and no
     // part shared between interfaces or engines.
     const auto parts = [](ITWObject* object) {
-        return std::vector<const void*>{&TWCast<ITWCoreRoot>(object),    &TWCast<ITWTimeline>(object),
-                                        &TWCast<ITWKeyTransition>(object), &TWCast<ITWMediaFiles>(object),
-                                        &TWCast<ITWStreamInfo>(object),  &TWCast<ITWFilePreview>(object),
-                                        &TWCast<ITWPreview>(object)};
+        return std::vector<const void*>{
+            &TWCast<ITWCoreRoot>(object),   &TWCast<ITWTimeline>(object),    &TWCast<ITWKeyTransition>(object),
+            &TWCast<ITWMediaFiles>(object), &TWCast<ITWStreamInfo>(object), &TWCast<ITWFilePreview>(object),
+            &TWCast<ITWPreview>(object)};
     };
     const std::vector<const void*> mine = parts(m_object.get()), theirs = parts(other.get());
     QCOMPARE(parts(m_object.get()), mine);
