@@ -1,27 +1,34 @@
 #include "engine/CreateObject.h"
 
-#include "engine/tarnwick/TarnwickTimeline.h"
-
-#include <functional>
-#include <utility>
+#include <vector>
 
 namespace {
 
 struct ClassEntry
 {
     const char* name;
-    std::shared_ptr<ITWObject> (*make)();
+    EngineClassFactory make;
 };
 
-const ClassEntry kClasses[] = {
-    {"TWCore.TarnwickTimeline", [] { return std::shared_ptr<ITWObject>(std::make_shared<TarnwickTimeline>()); }},
-};
+// Made on first use: implementations register from static initialisers, which may run
+// before this file's own.
+std::vector<ClassEntry>& Classes()
+{
+    static std::vector<ClassEntry> classes;
+    return classes;
+}
 
 } // namespace
 
+bool RegisterEngineClass(const char* name, EngineClassFactory make)
+{
+    Classes().push_back({name, make});
+    return true;
+}
+
 std::shared_ptr<ITWObject> CreateObject(const QString& className)
 {
-    for (const ClassEntry& entry : kClasses) {
+    for (const ClassEntry& entry : Classes()) {
         if (className.compare(QLatin1String(entry.name), Qt::CaseInsensitive) == 0)
             return entry.make();
     }

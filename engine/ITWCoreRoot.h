@@ -4,7 +4,7 @@
 
 // The root of the engine: media files by handle, and what the program asks of
 // the machine. Handles are non-zero i32; 0 is never valid.
-class ITWCoreRoot : public virtual ITWObject
+class ITWCoreRoot : public ITWObject
 {
 public:
     // Opens a media file; 0 when it cannot. The program asks GetFileError first.

@@ -6,7 +6,7 @@ class ITWVideoSurface;
 
 // The media list's instant preview: one file at a time, shown on a surface with its
 // sound. Positions and lengths are milliseconds.
-class ITWFilePreview : public virtual ITWObject
+class ITWFilePreview : public ITWObject
 {
 public:
     // The surface to show pictures on; null for none.

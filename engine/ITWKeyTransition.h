@@ -5,7 +5,7 @@
 // The key colour and parameters of a "DxtKey" transition on the overlay track.
 // The key colour counts among the parameters: ClearKeyParameters sets it back to
 // black as well.
-class ITWKeyTransition : public virtual ITWObject
+class ITWKeyTransition : public ITWObject
 {
 public:
     virtual bool SetKeyColor(int32_t track, int16_t seq, int16_t red, int16_t green, int16_t blue) = 0;

@@ -5,7 +5,7 @@
 // The streams of open files. A file's video and audio streams are numbered from 0
 // in the order the file holds them; other streams (subtitles, data, cover pictures)
 // are not counted.
-class ITWMediaFiles : public virtual ITWObject
+class ITWMediaFiles : public ITWObject
 {
 public:
     // Stream number index of the file; 0 past the last. Opening an open stream

@@ -23,9 +23,11 @@ class ITWObject
 public:
     virtual ~ITWObject() = default;
 
-    // The part of the object that answers for an interface the object cannot inherit
-    // itself (two players whose operations share names with other interfaces but not
-    // their types); null when it has none.
+    // The part of the object that answers for an interface, as the part's ITWObject;
+    // null when the object has none. An engine object hands out each interface from a
+    // part that implements that one alone, so TWCast takes it back with a static_cast
+    // (which is why no interface inherits ITWObject virtually). TWCast asks at every
+    // call of the editing loops, so the answer must stay a lookup in a short table.
     virtual ITWObject* QueryInterface(const std::type_info& /*interface*/) { return nullptr; }
 };
 
@@ -33,10 +35,8 @@ public:
 template <class I>
 I& TWCast(ITWObject* object)
 {
-    I* result = dynamic_cast<I*>(object);
-    if (!result && object)
-        result = dynamic_cast<I*>(object->QueryInterface(typeid(I)));
-    if (!result)
+    ITWObject* part = object ? object->QueryInterface(typeid(I)) : nullptr;
+    if (!part)
         throw QmError(QmErr::TypeMismatch, QStringLiteral("Type mismatch"));
-    return *result;
+    return static_cast<I&>(*part);
 }

@@ -6,7 +6,7 @@ class ITWVideoSurface;
 
 // The player of the timeline as it stands: the engine's graph of it, its pictures on a
 // surface and its sound to the desktop. Positions and lengths are milliseconds.
-class ITWPreview : public virtual ITWObject
+class ITWPreview : public ITWObject
 {
 public:
     virtual void SetOwnerWindow(ITWVideoSurface* surface) = 0;

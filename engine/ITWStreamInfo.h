@@ -5,7 +5,7 @@
 // Particulars of the stream chosen by ITWMediaFiles::SelectStream, and the stream
 // count of the file named by OpenFileInfo. A still image is one video stream of
 // 5 seconds with a frame rate of 0.
-class ITWStreamInfo : public virtual ITWObject
+class ITWStreamInfo : public ITWObject
 {
 public:
     virtual bool IsVideo() = 0;

@@ -12,7 +12,7 @@
 // the order the program gives; the engine does not reorder items when their times
 // change. An ok of false means that there is no such item or that it does not fit;
 // an unknown track handle is a failure status.
-class ITWTimeline : public virtual ITWObject
+class ITWTimeline : public ITWObject
 {
 public:
     // Default length of an effect or transition added with stop -1, in ms.

@@ -1,15 +1,20 @@
 // The timeline side of the engine: tracks, sources, effects, transitions and key
-// parameters, driven through the ITW interfaces with real media streams.
+// parameters, driven through the ITW interfaces with real media streams; and how the
+// engine object is created and hands out its interfaces.
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
+#include "engine/ITWFilePreview.h"
 #include "engine/ITWKeyTransition.h"
 #include "engine/ITWMediaFiles.h"
+#include "engine/ITWPreview.h"
+#include "engine/ITWStreamInfo.h"
 #include "engine/ITWTimeline.h"
 #include "engine/tarnwick/TarnwickTimeline.h"
 
 #include <QTest>
 
 #include <random>
+#include <set>
 #include <vector>
 
 namespace {
@@ -30,6 +35,13 @@ int32_t ErrorNumberOf(Call&& call)
     return 0;
 }
 
+// An interface that no engine object has.
+class ITWElsewhere : public ITWObject
+{
+public:
+    virtual void Nothing() = 0;
+};
+
 struct Times
 {
     int32_t start, stop;
@@ -45,6 +57,7 @@ class TestTarnwickTimeline : public QObject
 private slots:
     void init();
     void createsTheEngineByClassName();
+    void handsOutEveryInterfaceOfItsOwn();
     void emptyTracksAnswerWithoutFailures();
     void appendSourcePlacesWholeStreams();
     void putsAStretchInPlaceHalfFilledFirst();
@@ -106,13 +119,63 @@ std::vector<Times> TestTarnwickTimeline::EffectTimes(int32_t track)
 
 void TestTarnwickTimeline::createsTheEngineByClassName()
 {
-    QVERIFY(dynamic_cast<ITWCoreRoot*>(m_object.get()));
-    QVERIFY(dynamic_cast<ITWKeyTransition*>(m_object.get()));
-    // Each creation is a new engine with its own tracks.
-    auto other = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
-    QVERIFY(other.get() != m_object.get());
+    // The engine enters its class itself; the name is found in any letter case, and each
+    // creation is a new engine.
+    auto other = CreateObject(QStringLiteral("twcore.TARNWICKTIMELINE"));
+    QVERIFY(other && other.get() != m_object.get());
     QCOMPARE(ErrorNumberOf([] { CreateObject(QStringLiteral("TWCore.NoSuchTimeline")); }), QmErr::CannotCreateObject);
     QCOMPARE(ErrorNumberOf([] { CreateObject(QString()); }), QmErr::CannotCreateObject);
+    try {
+        CreateObject(QStringLiteral("TWCore.TarnwickTimelin"));
+        QFAIL("a name that is one letter short was taken");
+    } catch (const QmError& e) {
+        QCOMPARE(e.Description(), QStringLiteral("Can't create object TWCore.TarnwickTimelin"));
+    }
+}
+
+void TestTarnwickTimeline::handsOutEveryInterfaceOfItsOwn()
+{
+    auto other = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
+    // Every interface from each engine: the same part whenever it is asked for, and no
+    // part shared between interfaces or engines.
+    const auto parts = [](ITWObject* object) {
+        return std::vector<const void*>{
+            &TWCast<ITWCoreRoot>(object),   &TWCast<ITWTimeline>(object),    &TWCast<ITWKeyTransition>(object),
+            &TWCast<ITWMediaFiles>(object), &TWCast<ITWStreamInfo>(object), &TWCast<ITWFilePreview>(object),
+            &TWCast<ITWPreview>(object)};
+    };
+    const std::vector<const void*> mine = parts(m_object.get()), theirs = parts(other.get());
+    QCOMPARE(parts(m_object.get()), mine);
+    std::set<const void*> distinct(mine.begin(), mine.end());
+    distinct.insert(theirs.begin(), theirs.end());
+    QCOMPARE(distinct.size(), mine.size() + theirs.size());
+
+    // The parts of one engine share its files, streams and tracks; the other engine's
+    // parts know none of them.
+    auto& files = TWCast<ITWMediaFiles>(m_object.get());
+    const int32_t avi = files.GetStreamFile(m_videoStream);
+    QCOMPARE(TWCast<ITWCoreRoot>(m_object.get()).GetFirstStream(avi), m_videoStream);
+    QVERIFY(files.SelectStream(m_videoStream));
+    QVERIFY(TWCast<ITWStreamInfo>(m_object.get()).IsVideo());
+    const int32_t track = m_tl->CreateTrack(true);
+    QVERIFY(m_tl->AppendSource(track, m_videoStream, 0));
+    QVERIFY(m_tl->AddTransitionAt(track, QStringLiteral("DxtKey"), 0, 1000));
+    auto& key = TWCast<ITWKeyTransition>(m_object.get());
+    QVERIFY(key.SetKeyColor(track, 0, 0, 255, 0));
+    QCOMPARE(key.GetKeyGreen(track, 0), int16_t(255));
+    QCOMPARE(TWCast<ITWPreview>(m_object.get()).GetDuration(), 0); // nothing built yet
+
+    QCOMPARE(TWCast<ITWCoreRoot>(other.get()).GetFirstStream(avi), 0);
+    QVERIFY(!TWCast<ITWMediaFiles>(other.get()).SelectStream(m_videoStream));
+    QVERIFY(!TWCast<ITWStreamInfo>(other.get()).IsVideo());
+    auto& otherTracks = TWCast<ITWTimeline>(other.get());
+    const int32_t otherTrack = otherTracks.CreateTrack(true);
+    QVERIFY(!otherTracks.AppendSource(otherTrack, m_videoStream, 0));
+    QCOMPARE(ErrorNumberOf([&] { otherTracks.GetSourceCount(track); }), QmErr::InvalidArgument);
+
+    // An interface the engine lacks, or no engine at all, is a type mismatch.
+    QCOMPARE(ErrorNumberOf([&] { TWCast<ITWElsewhere>(m_object.get()); }), QmErr::TypeMismatch);
+    QCOMPARE(ErrorNumberOf([] { TWCast<ITWTimeline>(nullptr); }), QmErr::TypeMismatch);
 }
 
 void TestTarnwickTimeline::emptyTracksAnswerWithoutFailures()

@@ -1,6 +1,5 @@
 #include "engine/tarnwick/TarnwickPreview.h"
 
-#include "engine/tarnwick/TarnwickTimeline.h"
 #include "engine/tarnwick/TimelineGraph.h"
 
 #include <Mlt.h>
@@ -9,8 +8,8 @@
 
 using namespace Tarnwick;
 
-TarnwickPreview::TarnwickPreview(TarnwickTimeline& engine)
-    : m_engine(engine)
+TarnwickPreview::TarnwickPreview(const TarnwickState& state)
+    : m_renderer(state)
 {
 }
 
@@ -23,10 +22,10 @@ bool TarnwickPreview::BuildPreview()
 {
     ClosePreview();
     auto profile = std::make_unique<Mlt::Profile>();
-    const TimelineModel& model = m_engine.Model();
+    const TimelineModel& model = m_renderer.Model();
     SetGraphProfile(*profile, model.FrameWidth(), model.FrameHeight());
     m_producers = MakeProducerCache(*profile);
-    std::unique_ptr<Mlt::Tractor> graph = m_engine.BuildGraph(*profile, m_producers.get());
+    std::unique_ptr<Mlt::Tractor> graph = m_renderer.BuildGraph(*profile, m_producers.get());
     if (!graph)
         return false;
     m_builtWidth = model.FrameWidth();
@@ -48,7 +47,7 @@ void TarnwickPreview::ClosePreview()
 
 bool TarnwickPreview::IsPreviewValid()
 {
-    const TimelineModel& model = m_engine.Model();
+    const TimelineModel& model = m_renderer.Model();
     return m_player.Loaded() && m_builtWidth == model.FrameWidth() && m_builtHeight == model.FrameHeight();
 }
 
@@ -82,7 +81,7 @@ bool TarnwickPreview::RefreshPreview()
 {
     if (!m_player.Loaded() || !m_player.Profile())
         return false;
-    std::unique_ptr<Mlt::Tractor> graph = m_engine.BuildGraph(*m_player.Profile(), m_producers.get());
+    std::unique_ptr<Mlt::Tractor> graph = m_renderer.BuildGraph(*m_player.Profile(), m_producers.get());
     if (!graph || !m_player.Replace(std::move(graph)))
         return false;
     if (!m_player.Playing())
@@ -100,7 +99,7 @@ int32_t TarnwickPreview::GetDuration()
     if (!m_player.Loaded())
         return 0;
     // The graph holds a frame of black when the timeline is empty; it lasts nothing.
-    return m_engine.Model().PlayedDuration();
+    return m_renderer.Model().PlayedDuration();
 }
 
 int32_t TarnwickPreview::GetPosition()

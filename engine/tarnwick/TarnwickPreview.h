@@ -2,15 +2,16 @@
 
 #include "engine/ITWPreview.h"
 #include "engine/tarnwick/MltPlayer.h"
+#include "engine/tarnwick/TarnwickRenderer.h"
 #include "engine/tarnwick/TimelineGraph.h"
 
-class TarnwickTimeline;
+struct TarnwickState;
 
 // The timeline's player, on the engine's graph of the timeline.
 class TarnwickPreview final : public ITWPreview
 {
 public:
-    explicit TarnwickPreview(TarnwickTimeline& engine);
+    explicit TarnwickPreview(const TarnwickState& state);
 
     void SetOwnerWindow(ITWVideoSurface* surface) override;
     bool BuildPreview() override;
@@ -29,7 +30,7 @@ public:
     int32_t VolumeLevel() const { return m_volumeLevel; }
 
 private:
-    TarnwickTimeline& m_engine;
+    TarnwickRenderer m_renderer;
     Tarnwick::MltPlayer m_player;
     // The files the player's graphs are cut from, kept from one edit to the next.
     std::shared_ptr<Tarnwick::ProducerCache> m_producers;
