@@ -601,14 +601,13 @@ void mdiTarnwick::RegisterCommands()
     moduleEdit::RegisterCommands();
 }
 
-QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel, const char* checkName)
+QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
 {
     QMdiSubWindow* window = m_mdiArea->addSubWindow(panel);
     window->setObjectName(panel->objectName() + QStringLiteral("Window"));
     window->setWindowIcon(QmIcon(QStringLiteral("QUILLMONT")));
     window->installEventFilter(this);
     m_panelWindows.insert(panel, window);
-    QAction* check = Item(QString::fromLatin1(checkName));
     return window;
 }
 
@@ -620,13 +619,13 @@ QMdiSubWindow* mdiTarnwick::PanelWindow(QWidget* panel) const
 void mdiTarnwick::Load()
 {
     QmTrap::Run(kModule, QStringLiteral("MDIForm_Load"), [this] {
-        AddPanel(frmMediaList::instance(), "mnuViewMediaList");
+        AddPanel(frmMediaList::instance());
         frmMediaList::instance()->Load();
         frmTimeline::instance()->Load();
-        AddPanel(frmTimeline::instance(), "mnuViewTimeline");
+        AddPanel(frmTimeline::instance());
         PanelWindow(frmTimeline::instance())->resize(PanelWindow(frmTimeline::instance())->width(),
                                                      frmTimeline::DesignHeight);
-        AddPanel(frmPreview::instance(), "mnuViewPreview");
+        AddPanel(frmPreview::instance());
         frmPreview::instance()->Load();
 
         m_toolsDock = new QDockWidget(QStringLiteral("Tools"), this);

@@ -93,7 +93,7 @@ private:
     void BuildStatusBar();
     QAction* AddItem(QMenu* menu, const char* name, const char* caption, const char* shortcut = nullptr);
     QMenu* AddSubMenu(QMenu* parent, const char* name, const char* caption);
-    QMdiSubWindow* AddPanel(QWidget* panel, const char* checkName);
+    QMdiSubWindow* AddPanel(QWidget* panel);
     // A panel above the timeline, from left to left + width, as shares of the width.
     struct TopPanel
     {

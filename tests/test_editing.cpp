@@ -298,7 +298,6 @@ void TestEditing::pasteOverASelectionStartingAtAStop()
 
 void TestEditing::locksAndLinksKeepTracks()
 {
-    frmTimeline* f = frmTimeline::instance();
     Put(Video(), 0, 4000, 0, 4000);
     Put(Audio1(), 0, 4000, 0, 4000);
     Put(Audio2(), 0, 4000, 0, 4000);
@@ -331,7 +330,6 @@ void TestEditing::locksAndLinksKeepTracks()
 
 void TestEditing::wholeItemFormsAndTheirLocks()
 {
-    frmTimeline* f = frmTimeline::instance();
     Put(Video(), 0, 1000, 0, 1000);
     Put(Video(), 1000, 2000, 0, 1000);
     Put(Video(), 2000, 3000, 100, 1100);
@@ -408,7 +406,6 @@ void TestEditing::overlayKeepsItsTransitionsAndKeys()
 
 void TestEditing::effectsAreCutAndPasted()
 {
-    frmTimeline* f = frmTimeline::instance();
     Put(Video(), 0, 8000, 0, 8000);
     QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Pixelate"), 1000, 4000));
     QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Fade"), 5000, 6000));
@@ -443,7 +440,6 @@ void TestEditing::effectsAreCutAndPasted()
 
 void TestEditing::cropKeepsTheInside()
 {
-    frmTimeline* f = frmTimeline::instance();
     Put(Video(), 0, 1000, 0, 1000);
     Put(Video(), 1500, 4000, 0, 2500);
     Put(Video(), 4500, 5000, 0, 500);

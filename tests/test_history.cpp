@@ -321,7 +321,6 @@ void TestHistory::keptOddities()
 
     // A redo through an undone row sends the view back to its start.
     EmptyHistory();
-    frmTimeline* f = frmTimeline::instance();
     for (int i = 0; i < 20; ++i)
         AddClip(video, m_video);
     moduleScaleRenderer::AdjustScroll();
@@ -375,7 +374,6 @@ void TestHistory::imagesKeepWhatTheyShould()
     });
     Command(QStringLiteral("Move"), [&] { Tl().SetSourceTimes(video, 0, 500, 2500); });
     Tl().SetSourceSelected(video, 0, true);
-    frmTimeline* f = frmTimeline::instance();
     TimelineView::SetRowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock, true);
     TimelineView::SetRowOption(TimelineView::RowKind::Video, 0, TimelineView::Option::Link, false);
     Undo();
