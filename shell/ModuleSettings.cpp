@@ -150,6 +150,11 @@ void SetApplicationName(const QString& name)
     AppSection = name;
 }
 
+QString ReadSetting(const QString& section, const QString& key, const QString& def)
+{
+    return Read(section, key, def);
+}
+
 void StoreGeneralSettingsInReg()
 {
     SaveSetting(kColors, QStringLiteral("VideoBarColor"), QString::number(VideoBarFill));

@@ -33,6 +33,9 @@ inline QString NewRecentProject;
 
 void SetApplicationName(const QString& name);
 
+// A value of the store; a blank one counts as missing and gives def.
+QString ReadSetting(const QString& section, const QString& key, const QString& def);
+
 void StoreGeneralSettingsInReg();
 void GetGeneralSettingsFromReg();
 void StoreSaveOptionsToReg();

@@ -13,6 +13,7 @@
 #include "core/QmStatus.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
+#include "export/frmExportTimeline.h"
 #include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
 #include "preview/frmPreview.h"
@@ -599,6 +600,7 @@ void mdiTarnwick::RegisterCommands()
     frmPreview::RegisterCommands();
     ModuleHistory::RegisterCommands();
     moduleEdit::RegisterCommands();
+    frmExportTimeline::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)

@@ -543,27 +543,28 @@ void TestRouting::trackBoxesAnsweredByHandle()
 
 void TestRouting::actionsWithoutCommandShownDisabled()
 {
-    // Before any stand-in command is given: saving the timeline and the snapshot have no
-    // command in Quillmont yet, so their nodes cannot be run; the transport and the
-    // sliders' toggle can.
+    // Before any stand-in command is given: the snapshot has no command in Quillmont yet,
+    // so its node cannot be run; the transport, saving the timeline and the sliders'
+    // toggle can.
     Put(Video(), "video.avi", 0);
     frmTools* tools = frmTools::instance();
     QVERIFY(!Main()->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
-    QVERIFY(!Main()->HasCommand(QStringLiteral("mnuFileExportTimeline")));
+    QVERIFY(Main()->HasCommand(QStringLiteral("mnuFileExportTimeline")));
     tools->SetActiveContext(1);
     QVERIFY(NodeOf(QStringLiteral("Play"))->flags() & Qt::ItemIsEnabled);
-    QVERIFY(!(NodeOf(QStringLiteral("Save Timeline..."))->flags() & Qt::ItemIsEnabled));
+    QVERIFY(NodeOf(QStringLiteral("Save Timeline..."))->flags() & Qt::ItemIsEnabled);
     QVERIFY(!(NodeOf(QStringLiteral("Take snap"))->flags() & Qt::ItemIsEnabled));
     tools->SetActiveContext(2);
     QVERIFY(NodeOf(QStringLiteral("Show/Hide selection sliders"))->flags() & Qt::ItemIsEnabled);
+    // Clicking a node that cannot be run does nothing.
+    tools->SetActiveContext(1);
+    QTreeWidget* tree = tools->tvwActions;
+    const QPoint snap = tree->visualItemRect(NodeOf(QStringLiteral("Take snap"))).center();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, snap);
+    QCOMPARE(m_ran, QStringList());
     QmTest::StandIn(QStringLiteral("mnuToolsTakeSnap"), [this] { m_ran << QStringLiteral("mnuToolsTakeSnap"); });
     tools->SetActiveContext(1);
     QVERIFY(NodeOf(QStringLiteral("Take snap"))->flags() & Qt::ItemIsEnabled);
-    // Clicking a node that cannot be run does nothing.
-    QTreeWidget* tree = tools->tvwActions;
-    const QPoint save = tree->visualItemRect(NodeOf(QStringLiteral("Save Timeline..."))).center();
-    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, save);
-    QCOMPARE(m_ran, QStringList());
 }
 
 void TestRouting::eachStateAnswersEnablesAndOffers_data()

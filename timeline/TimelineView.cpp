@@ -8,6 +8,7 @@
 #include "timeline/moduleTimeline.h"
 
 #include <QCheckBox>
+#include <QLabel>
 #include <QScrollBar>
 
 using namespace QmShared;
@@ -98,6 +99,16 @@ QList<Row> Rows()
 int RowCount(RowKind kind)
 {
     return static_cast<int>(Pictures(kind).size());
+}
+
+QString RowCaption(RowKind kind, int index)
+{
+    TimelineControls* f = Form();
+    const QLabel* label = kind == RowKind::Video     ? (index == 0 ? f->lblVideo : nullptr)
+                          : kind == RowKind::Effect  ? (index == 0 ? f->lblEffect : nullptr)
+                          : kind == RowKind::Overlay ? (index == 0 ? f->lblOverlay : nullptr)
+                                                     : f->lblAudio.value(index);
+    return label ? label->text() : QString();
 }
 
 int32_t TrackOf(RowKind kind, int index)

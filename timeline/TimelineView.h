@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QString>
 
 #include <cstdint>
 
@@ -24,6 +25,8 @@ struct Row
 QList<Row> Rows();
 // How many rows of a kind the panel has.
 int RowCount(RowKind kind);
+// The caption of a row's label ("Video", "Effect", "Overlay", "Audio 1", "Audio 2").
+QString RowCaption(RowKind kind, int index);
 // The engine track of a row.
 int32_t TrackOf(RowKind kind, int index);
 

@@ -2,42 +2,96 @@
 
 #include <QString>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace Mlt {
 class Producer;
 class Profile;
 } // namespace Mlt
 
-// Writes a graph of the timeline to a movie file with FFmpeg: the graph's frames are
-// taken in order, their pictures rendered on worker threads in YUV 4:2:0 and handed to
-// the encoder as they are, their sound in 48 kHz stereo.
+// Writes a stretch of a graph of the timeline to a movie file with FFmpeg, in a pipeline
+// of threads: one takes the graph's frames in order with their sound, workers render
+// their pictures in YUV 4:2:0 (and convert them where the compressor wants another
+// format), and the caller's thread encodes and writes. Output frames are taken from the
+// graph at their own rate: each shows the graph's frame of its moment.
 namespace Tarnwick {
 
 struct EncodeSettings
 {
     QString path;
     // FFmpeg's names: the container ("avi", "asf"), the encoders ("mpeg4", "pcm_s16le").
+    // An empty encoder leaves its stream out.
     QString container = QStringLiteral("avi");
     QString videoCodec = QStringLiteral("mpeg4");
     QString audioCodec = QStringLiteral("pcm_s16le");
-    // A fixed quantiser (1 best to 31) when above 0, else the bit rate.
-    int quantiser = 3;
+    // 0 (smallest) to 100 (best picture); -1 leaves the compressor to its own.
+    int quality = 93;
+    // Bits a second; 0 for the compressor's own.
     int64_t videoBitRate = 0;
     int64_t audioBitRate = 0;
-    // Frames between key frames.
+    // Frames from one key frame to the next; 0 for the compressor's own.
     int keyFrameInterval = 250;
-    bool withVideo = true;
-    bool withAudio = true;
+    // Bidirectional frames between two predicted ones; -1 for the compressor's own.
+    int bFrames = -1;
+    // Frames a second; 0 for the graph's.
+    int frameRate = 0;
+    int sampleRate = 48000;
+    int channels = 2;
+    // The stretch of the graph, in ms; a stop of -1 is the graph's end. Past the graph's
+    // end the movie is black and silent.
+    int32_t startMs = 0;
+    int32_t stopMs = -1;
 };
 
-// Called after each frame written with the frames done and due; false stops the work.
+// Called with the frames done and due; false stops the work.
 using EncodeProgress = std::function<bool(int32_t done, int32_t total)>;
 
-// Encodes frames 0 to frames - 1 of graph, made on profile. On failure, error says why
-// and the partial file is removed.
-bool EncodeGraph(Mlt::Producer& graph, Mlt::Profile& profile, int32_t frames, const EncodeSettings& settings,
-                 const EncodeProgress& progress, QString* error);
+class GraphEncoder
+{
+public:
+    enum class Result { Done, Stopped, Failed };
+
+    GraphEncoder();
+    ~GraphEncoder();
+    GraphEncoder(const GraphEncoder&) = delete;
+    GraphEncoder& operator=(const GraphEncoder&) = delete;
+
+    // Takes the graph and its profile (which gives the picture size), opens the
+    // encoders and starts the file. False with the reason when FFmpeg refuses the
+    // settings; no file is left then.
+    bool Open(std::unique_ptr<Mlt::Profile> profile, std::unique_ptr<Mlt::Producer> graph,
+              const EncodeSettings& settings, QString* error);
+    // Encodes to the end, or until Stop or progress says no, and finishes the file, so
+    // that a stopped movie plays as far as it came. On a failure error says why; the
+    // partial file stays.
+    Result Run(const EncodeProgress& progress, QString* error);
+    // From any thread: the run ends after the frame in hand.
+    void Stop();
+    // Removes the file (a movie that was never run).
+    void Discard();
+
+    // The stretch's length and how far the run has come, in ms.
+    int32_t LengthMs() const;
+    int32_t DoneMs() const { return m_doneMs.load(); }
+    // What the file should hold once it is done.
+    int32_t OutputFrames() const;
+    double FrameRate() const;
+    int Width() const;
+    int Height() const;
+
+private:
+    struct Output;
+    std::unique_ptr<Output> m_output;
+    std::atomic<bool> m_stop{false};
+    std::atomic<int32_t> m_doneMs{0};
+};
+
+// Encodes frames of graph, made on profile, to settings.path (see GraphEncoder). On a
+// failure or a stop, error says why (empty for a stop) and the partial file is removed.
+bool EncodeGraph(std::unique_ptr<Mlt::Profile> profile, std::unique_ptr<Mlt::Producer> graph,
+                 const EncodeSettings& settings, const EncodeProgress& progress, QString* error);
 
 } // namespace Tarnwick

@@ -45,15 +45,14 @@ QImage TarnwickRenderer::RenderFrame(int32_t ms) const
 bool TarnwickRenderer::RenderMovie(const EncodeSettings& settings, const EncodeProgress& progress,
                                    QString* error) const
 {
-    Mlt::Profile profile;
-    std::unique_ptr<Mlt::Tractor> graph = GraphAtFrameSize(profile);
+    auto profile = std::make_unique<Mlt::Profile>();
+    std::unique_ptr<Mlt::Tractor> graph = GraphAtFrameSize(*profile);
     if (!graph) {
         if (error)
             *error = QStringLiteral("The timeline could not be rendered.");
         return false;
     }
-    const int32_t frames = std::max(1, MsToFrame(m_state.model.PlayedDuration()));
-    return EncodeGraph(*graph, profile, frames, settings, progress, error);
+    return EncodeGraph(std::move(profile), std::move(graph), settings, progress, error);
 }
 
 std::vector<int16_t> TarnwickRenderer::RenderSound(int32_t fromMs, int32_t lengthMs) const

@@ -6,6 +6,8 @@
 #include "engine/tarnwick/TarnwickKeyTransition.h"
 #include "engine/tarnwick/TarnwickMediaFiles.h"
 #include "engine/tarnwick/TarnwickPreview.h"
+#include "engine/tarnwick/TarnwickProfiles.h"
+#include "engine/tarnwick/TarnwickSave.h"
 #include "engine/tarnwick/TarnwickStreamInfo.h"
 #include "engine/tarnwick/TarnwickTracks.h"
 
@@ -30,6 +32,8 @@ TarnwickTimeline::TarnwickTimeline()
     Add<ITWKeyTransition>(std::make_unique<TarnwickKeyTransition>(m_state));
     Add<ITWPreview>(std::make_unique<TarnwickPreview>(m_state));
     Add<ITWFilePreview>(std::make_unique<TarnwickFilePreview>());
+    Add<ITWSave>(std::make_unique<TarnwickSave>(m_state));
+    Add<ITWProfiles>(std::make_unique<TarnwickProfiles>());
 }
 
 TarnwickTimeline::~TarnwickTimeline() = default;
