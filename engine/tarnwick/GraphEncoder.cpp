@@ -296,8 +296,11 @@ FramePtr GraphEncoder::Output::Picture(const uint8_t* yuv, SwsContext*& converte
 
 bool GraphEncoder::Output::WriteVideo(AVFrame& picture, QString* error)
 {
-    // A wrapped picture is copied by the encoder, a converted one shared.
+    // A wrapped picture is copied by the encoder, a converted one shared. A fixed
+    // quantiser is taken from each picture.
     picture.pts = videoPts++;
+    if (video->flags & AV_CODEC_FLAG_QSCALE)
+        picture.quality = video->global_quality;
     const int code = avcodec_send_frame(video, &picture);
     if (code < 0)
         return Fail(error, QStringLiteral("A picture could not be encoded: ") + AvError(code));
@@ -454,6 +457,12 @@ int GraphEncoder::Width() const
 int GraphEncoder::Height() const
 {
     return m_output ? m_output->height : 0;
+}
+
+double GraphEncoder::SoundFrameMs() const
+{
+    const AVCodecContext* audio = m_output ? m_output->audio : nullptr;
+    return audio && audio->frame_size > 0 ? audio->frame_size * 1000.0 / audio->sample_rate : 0.0;
 }
 
 namespace {

@@ -81,6 +81,8 @@ public:
     double FrameRate() const;
     int Width() const;
     int Height() const;
+    // The sound compressor's frame in ms; 0 for one that takes any length.
+    double SoundFrameMs() const;
 
 private:
     struct Output;

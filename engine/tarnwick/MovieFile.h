@@ -22,9 +22,13 @@ struct Expected
     int32_t lengthMs = 0;
     int sampleRate = 0;
     int channels = 0;
+    // The sound compressor's frame, in ms: the last one is filled up with silence.
+    double soundFrameMs = 0.0;
 };
 
 // Where the file differs from what was asked, one sentence each; empty when it does not.
+// Its length is its longest stream's, which may exceed the stretch by a picture, or by a
+// frame of the sound compressor.
 QStringList Differences(const QString& path, const Expected& expected);
 
 // The container's short name ("avi", "asf"), empty when the file cannot be read.

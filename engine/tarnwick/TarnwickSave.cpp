@@ -190,6 +190,7 @@ bool TarnwickSave::Prepare(EncodeSettings encode, int width, int height)
     m_expected.lengthMs = m_encoder->LengthMs();
     m_expected.sampleRate = encode.sampleRate;
     m_expected.channels = encode.channels;
+    m_expected.soundFrameMs = m_encoder->SoundFrameMs();
     return true;
 }
 
