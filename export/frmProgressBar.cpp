@@ -104,6 +104,7 @@ bool frmProgressBar::Form_Load()
                        QmMsgBox::Icon::Information);
         }
         if (prepared) {
+            QmStatus::Show(QStringLiteral("Saving the timeline to ") + m_savePath + QStringLiteral("..."));
             save.StartSave();
             m_saveLength = save.GetSaveDuration();
             m_tmSave->start();
@@ -166,6 +167,7 @@ void frmProgressBar::Completion()
 {
     Ended(QStringLiteral("Save Complete"));
     ui->pbr->setValue(100);
+    QmStatus::Show(QStringLiteral("The timeline is saved in ") + m_savePath + QStringLiteral("."));
     auto& save = Eng<ITWSave>();
     if (save.OpenMetadata(m_savePath)) {
         const frmAdvancedSaveOptions& options = *frmAdvancedSaveOptions::instance();

@@ -92,7 +92,7 @@ QString Container(const QString& path)
     return name.startsWith(u"asf") ? QStringLiteral("asf") : name;
 }
 
-QStringList Differences(const QString& path, const Expected& expected)
+QStringList Differences(const QString& path, const Expected& expected, const std::atomic<bool>* stop)
 {
     QStringList differences;
     Input input = OpenInput(path, true);
@@ -130,15 +130,19 @@ QStringList Differences(const QString& path, const Expected& expected)
                                .arg(expected.sampleRate).arg(expected.channels);
     }
 
-    // The pictures counted one by one, which every container allows.
-    int32_t frames = 0;
+    // The pictures as the container's index counts them, else one by one.
     if (videoIndex >= 0 && !expected.videoCodec.isEmpty()) {
-        AVPacket* packet = av_packet_alloc();
-        while (av_read_frame(input.get(), packet) >= 0) {
-            frames += packet->stream_index == videoIndex;
-            av_packet_unref(packet);
+        int64_t frames = input->streams[videoIndex]->nb_frames;
+        if (frames <= 0) {
+            AVPacket* packet = av_packet_alloc();
+            while ((!stop || !*stop) && av_read_frame(input.get(), packet) >= 0) {
+                frames += packet->stream_index == videoIndex;
+                av_packet_unref(packet);
+            }
+            av_packet_free(&packet);
+            if (stop && *stop)
+                return differences;
         }
-        av_packet_free(&packet);
         if (frames != expected.frames)
             differences << QStringLiteral("It holds %1 pictures, not %2.").arg(frames).arg(expected.frames);
     }

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 
@@ -29,7 +30,8 @@ struct Expected
 // Where the file differs from what was asked, one sentence each; empty when it does not.
 // Its length is its longest stream's, which may exceed the stretch by a picture, or by a
 // frame of the sound compressor.
-QStringList Differences(const QString& path, const Expected& expected);
+// A stop set from another thread ends the reading early, with what was found so far.
+QStringList Differences(const QString& path, const Expected& expected, const std::atomic<bool>* stop = nullptr);
 
 // The container's short name ("avi", "asf"), empty when the file cannot be read.
 QString Container(const QString& path);

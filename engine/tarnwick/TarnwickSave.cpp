@@ -178,6 +178,7 @@ bool TarnwickSave::Prepare(EncodeSettings encode, int width, int height)
         return false;
     }
     m_encoder = std::move(encoder);
+    m_stopping = false;
     m_path = encode.path;
     m_started = false;
     m_expected = {};
@@ -297,7 +298,7 @@ void TarnwickSave::Run()
     QString error;
     switch (m_encoder->Run({}, &error)) {
     case GraphEncoder::Result::Done:
-        SetProblem(MovieFile::Differences(m_path, m_expected).join(u' '));
+        SetProblem(MovieFile::Differences(m_path, m_expected, &m_stopping).join(u' '));
         m_saveState = Complete;
         break;
     case GraphEncoder::Result::Stopped:
@@ -312,6 +313,7 @@ void TarnwickSave::Run()
 
 bool TarnwickSave::StopSave()
 {
+    m_stopping = true; // the reading back too
     if (m_encoder)
         m_encoder->Stop();
     if (m_thread.joinable())

@@ -113,6 +113,7 @@ private:
     bool m_started = false;
     std::thread m_thread;
     std::atomic<int32_t> m_saveState{Idle};
+    std::atomic<bool> m_stopping{false};
     std::mutex m_problemMutex;
     QString m_problem;
 
