@@ -80,6 +80,10 @@ private:
 
 void TestTarnwickSave::initTestCase()
 {
+    // QM_KEEP_MOVIES=1 leaves the movies in place, to look at.
+    m_folder.setAutoRemove(!qEnvironmentVariableIsSet("QM_KEEP_MOVIES"));
+    if (!m_folder.autoRemove())
+        qInfo("movies stay in %s", qPrintable(m_folder.path()));
     // Custom profiles are read from the user's data folder: one of the test's own.
     qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("data"))));
 }

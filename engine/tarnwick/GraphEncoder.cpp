@@ -359,6 +359,12 @@ bool GraphEncoder::Output::Drain(AVCodecContext* codec, AVStream* stream, QStrin
             return true;
         if (code < 0)
             return Fail(error, QStringLiteral("Encoding failed: ") + AvError(code));
+        if (codec == audio && codec->initial_padding > 0) {
+            // A compressor's priming samples come before 0, where AVI keeps no time: the
+            // writer would shift every stream by them, and the pictures by a frame.
+            packet->pts += codec->initial_padding;
+            packet->dts += codec->initial_padding;
+        }
         av_packet_rescale_ts(packet, codec->time_base, stream->time_base);
         packet->stream_index = stream->index;
         code = av_interleaved_write_frame(format, packet);
