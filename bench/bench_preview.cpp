@@ -45,32 +45,6 @@ public:
     std::atomic<int> presented{0};
 };
 
-bool Ffmpeg(const QStringList& arguments)
-{
-    QProcess ffmpeg;
-    ffmpeg.start(QStringLiteral("ffmpeg"), QStringList{"-hide_banner", "-loglevel", "error", "-y"} + arguments);
-    if (!ffmpeg.waitForFinished(-1) || ffmpeg.exitCode() != 0) {
-        std::fprintf(stderr, "ffmpeg failed: %s\n", ffmpeg.readAllStandardError().constData());
-        return false;
-    }
-    return true;
-}
-
-bool MakeMedia(const QString& folder)
-{
-    const QString seconds = QString::number(kSeconds);
-    return Ffmpeg({"-f", "lavfi", "-i", "testsrc2=size=640x480:rate=25:duration=" + seconds, "-c:v", "mpeg4", "-q:v",
-                   "3", folder + "/main.avi"})
-           && Ffmpeg({"-f", "lavfi", "-i",
-                      "color=c=0x00ff00:size=640x480:rate=25:duration=" + seconds
-                          + ",drawbox=x=40:y=300:w=240:h=120:color=red:t=fill,drawtext=text='%{pts}':x=60:y=330:fontsize=40",
-                      "-c:v", "mpeg4", "-q:v", "3", folder + "/key.avi"})
-           && Ffmpeg({"-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000:duration=" + seconds, "-ac", "2",
-                      folder + "/a1.wav"})
-           && Ffmpeg({"-f", "lavfi", "-i", "sine=frequency=660:sample_rate=48000:duration=" + seconds, "-ac", "2",
-                      folder + "/a2.wav"});
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
@@ -84,7 +58,7 @@ int main(int argc, char* argv[])
         std::printf("media and renders stay in %s\n", qPrintable(folder.path()));
     }
     std::printf("making a %d s 640x480 project's media with ffmpeg...\n", kSeconds);
-    if (!MakeMedia(folder.path()))
+    if (!QmBench::MakeMedia(folder.path(), kSeconds))
         return 1;
 
     std::shared_ptr<ITWObject> object = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
@@ -180,7 +154,7 @@ int main(int argc, char* argv[])
 
     timer.restart();
     const QString seconds = QString::number(kSeconds);
-    const bool reference = Ffmpeg({"-i", folder.path() + "/main.avi", "-i", folder.path() + "/key.avi", "-i",
+    const bool reference = QmBench::Ffmpeg({"-i", folder.path() + "/main.avi", "-i", folder.path() + "/key.avi", "-i",
                                    folder.path() + "/a1.wav", "-i", folder.path() + "/a2.wav", "-filter_complex",
                                    "[0:v]boxblur=6:enable='between(t,2,8)'[b];[1:v]colorkey=0x00ff00:0.15:0[k];"
                                    "[b][k]overlay[v];[2:a][3:a]amix=inputs=2:normalize=0[a]",

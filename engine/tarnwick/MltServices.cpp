@@ -7,7 +7,11 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
 
 namespace Tarnwick::MltServices {
 
@@ -75,6 +79,64 @@ inline bool Within(int luma, const ChromaParts& chroma, int red, int green, int 
 
 // Keying.
 
+// Which lumas of a chroma block (u, v) lie within reach of a key: 256 bits a block, each
+// worked out the first time a block of those parts is keyed, and kept for the key's
+// colour and reach. A picture then costs a lookup a pixel rather than a colour
+// distance; keyed overlays are mostly one colour, so few blocks are ever worked out.
+class KeyTable
+{
+public:
+    KeyTable(int color, int reach)
+        : m_red(color & 0xFF)
+        , m_green((color >> 8) & 0xFF)
+        , m_blue((color >> 16) & 0xFF)
+        , m_reach(reach)
+        , m_blocks(std::make_unique<Block[]>(1 << 16))
+    {
+    }
+
+    // The bits of a block, in four words of 64 lumas. The pictures' workers share the
+    // table: a block worked out twice at once is written twice alike.
+    const std::atomic<uint64_t>* Bits(int u, int v)
+    {
+        Block& block = m_blocks[(u << 8) | v];
+        if (!block.ready.load(std::memory_order_acquire)) {
+            const ChromaParts chroma = ChromaPartsOf(u, v);
+            for (int word = 0; word < 4; ++word) {
+                uint64_t bits = 0;
+                for (int bit = 0; bit < 64; ++bit)
+                    if (Within(LumaPart(word * 64 + bit), chroma, m_red, m_green, m_blue, m_reach))
+                        bits |= uint64_t{1} << bit;
+                block.bits[word].store(bits, std::memory_order_relaxed);
+            }
+            block.ready.store(true, std::memory_order_release);
+        }
+        return block.bits;
+    }
+
+    // The table of a key, made once.
+    static KeyTable& Of(int color, int reach)
+    {
+        static std::mutex mutex;
+        static std::map<std::pair<int, int>, std::unique_ptr<KeyTable>> tables;
+        std::lock_guard lock(mutex);
+        auto& table = tables[{color, reach}];
+        if (!table)
+            table = std::make_unique<KeyTable>(color, reach);
+        return *table;
+    }
+
+private:
+    struct Block
+    {
+        std::atomic<uint64_t> bits[4];
+        std::atomic<bool> ready{false};
+    };
+
+    const int m_red, m_green, m_blue, m_reach;
+    std::unique_ptr<Block[]> m_blocks;
+};
+
 // The key of a piece rides on its frame: colour and reach, pushed with the step.
 int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
 {
@@ -84,22 +146,27 @@ int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
     const int error = mlt_frame_get_image(frame, image, format, width, height, 0);
     if (error || *format != mlt_image_yuv420p || *width <= 0 || *height <= 0)
         return error;
-    const int red = color & 0xFF, green = (color >> 8) & 0xFF, blue = (color >> 16) & 0xFF;
+    KeyTable& table = KeyTable::Of(color, reach);
 
     const int w = *width, h = *height;
     const Planes planes = PlanesOf(*image, w, h);
     auto* alpha = static_cast<uint8_t*>(mlt_pool_alloc(w * h));
-    // A block of up to 2x2 pixels shares its chroma: its parts are worked out once.
+    // A block of up to 2x2 pixels shares its chroma, and so its bits.
     for (int cy = 0; cy < planes.chromaHeight; ++cy) {
         const uint8_t* u = planes.u + cy * planes.chromaWidth;
         const uint8_t* v = planes.v + cy * planes.chromaWidth;
-        for (int row = 2 * cy; row < std::min(2 * cy + 2, h); ++row) {
-            const uint8_t* y = planes.y + row * w;
-            uint8_t* a = alpha + row * w;
-            for (int cx = 0; cx < planes.chromaWidth; ++cx) {
-                const ChromaParts chroma = ChromaPartsOf(u[cx], v[cx]);
-                for (int x = 2 * cx; x < std::min(2 * cx + 2, w); ++x)
-                    a[x] = Within(LumaPart(y[x]), chroma, red, green, blue, reach) ? 0 : 255;
+        const int lastRow = std::min(2 * cy + 2, h);
+        for (int cx = 0; cx < planes.chromaWidth; ++cx) {
+            const std::atomic<uint64_t>* bits = table.Bits(u[cx], v[cx]);
+            uint64_t words[4];
+            for (int word = 0; word < 4; ++word)
+                words[word] = bits[word].load(std::memory_order_relaxed);
+            const int lastColumn = std::min(2 * cx + 2, w);
+            for (int row = 2 * cy; row < lastRow; ++row) {
+                const uint8_t* y = planes.y + row * w;
+                uint8_t* a = alpha + row * w;
+                for (int x = 2 * cx; x < lastColumn; ++x)
+                    a[x] = (words[y[x] >> 6] >> (y[x] & 63)) & 1 ? 0 : 255;
             }
         }
     }
