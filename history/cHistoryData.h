@@ -40,6 +40,18 @@ struct TransitionImage
     bool operator==(const TransitionImage&) const = default;
 };
 
+// The timeline as an image holds it: the sources of the video and audio tracks, track by
+// track; the video track's effects; the overlay's sources, each with the key transition
+// of its place.
+struct TimelineImage
+{
+    QList<SourceImage> sources;
+    QList<EffectImage> effects;
+    QList<TransitionImage> transitions;
+    QList<SourceImage> overlays;
+    bool operator==(const TimelineImage&) const = default;
+};
+
 // Kept for file operations; nothing fills it, and it is carried along.
 struct FileOperationData
 {
