@@ -16,6 +16,7 @@
 
 #include "core/QmImageBox.h"
 #include "core/QmShared.h"
+#include "core/QmSpan.h"
 #include "editing/moduleEdit.h"
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
@@ -52,13 +53,11 @@ namespace {
 // ------------------------------------------------------------------------------------
 // The state the commands read and write.
 
-struct Src
+// A source as the engine keeps it in its track's list: its span, and what the images of
+// the history leave out (its place is its index, its selected flag goes with it).
+struct Src : QmSpan
 {
     int32_t stream = 0;
-    int32_t start = 0;
-    int32_t stop = 0;
-    int32_t mediaStart = 0;
-    int32_t mediaStop = 0;
     int16_t mode = 0;
     bool selected = false;
 };
@@ -508,8 +507,9 @@ private:
 
     // ---- the rate of a source and the media times at the selection's edges
 
-    static double Rate(int32_t s, int32_t e, int32_t ms, int32_t me)
+    static double Rate(const QmSpan& item)
     {
+        const int32_t s = item.start, e = item.stop, ms = item.mediaStart, me = item.mediaStop;
         if (me - ms <= 0 || e - s == 0)
             throw Undefined{QStringLiteral("rate of a source with timeline %1-%2, media %3-%4").arg(s).arg(e).arg(ms).arg(me)};
         return static_cast<double>(e - s) / static_cast<double>(me - ms);
@@ -734,6 +734,7 @@ private:
         if (mode == moduleEdit::ModeCrop && !m_cropSourcesOnly)
             DropOutsideSelection();
         const int32_t a = m_in.a, b = m_in.b;
+        const QmSelection sel{a, b};
         bool result = true;
         auto walkSources = [&](int32_t h, bool overlay) {
             m_walkSeq = 0;
@@ -742,15 +743,15 @@ private:
             if (overlay)
                 m_transitionClipSeq = 0;
             while (true) {
-                int32_t s = 0, e = 0, ms = 0, me = 0;
-                if (!GetSourceTimes(h, m_walkSeq, s, e))
+                QmSpan item;
+                if (!GetSourceTimes(h, m_walkSeq, item.start, item.stop))
                     break;
-                GetSourceMediaTimes(h, m_walkSeq, ms, me);
+                GetSourceMediaTimes(h, m_walkSeq, item.mediaStart, item.mediaStop);
                 if (GetTrackLink(h)) {
                     if (IsTrackLocked(h))
                         break;
-                    result = SourceAction(mode, overlay, h, m_walkSeq, s, e, ms, me, a, b);
-                    if (a > s && b < e)
+                    result = SourceAction(mode, overlay, h, m_walkSeq, item, sel);
+                    if (a > item.start && b < item.stop)
                         break;
                 }
                 ++m_walkSeq;
@@ -765,14 +766,14 @@ private:
             m_clipSeq = 0;
             m_prevStart = m_prevStop = 0;
             while (true) {
-                int32_t s = 0, e = 0;
-                if (!GetEffectTimes(h, m_walkSeq, s, e))
+                QmSpan item;
+                if (!GetEffectTimes(h, m_walkSeq, item.start, item.stop))
                     break;
                 if (IsEffectSelected(h)) {
                     if (IsEffectLocked(h))
                         break;
-                    result = EffectAction(mode, h, m_walkSeq, s, e, a, b);
-                    if (a > s && b < e)
+                    result = EffectAction(mode, h, m_walkSeq, item, sel);
+                    if (a > item.start && b < item.stop)
                         break;
                 }
                 ++m_walkSeq;
@@ -810,8 +811,9 @@ private:
         }
     }
 
-    void LogGaps(Kind kind, int32_t h, int seq, int32_t s, int32_t e, int32_t a, int32_t b, bool before)
+    void LogGaps(Kind kind, int32_t h, int seq, const QmSpan& item, const QmSelection& sel, bool before)
     {
+        const int32_t s = item.start, e = item.stop, a = sel.start, b = sel.end;
         if (before) {
             if (seq == 0)
                 return;
@@ -875,9 +877,10 @@ private:
     // let a source that starts after the selection pass (s != b); the overlay ones, like
     // cut and copy, want the item to reach into the selection (s < b).
 
-    bool SourceAction(int16_t mode, bool overlay, int32_t h, int16_t& seq, int32_t s, int32_t e, int32_t ms,
-                      int32_t me, int32_t a, int32_t b)
+    bool SourceAction(int16_t mode, bool overlay, int32_t h, int16_t& seq, const QmSpan& item, const QmSelection& sel)
     {
+        const int32_t s = item.start, e = item.stop, ms = item.mediaStart, me = item.mediaStop;
+        const int32_t a = sel.start, b = sel.end;
         const bool cut = mode == moduleEdit::ModeCut;
         const bool copy = mode == moduleEdit::ModeCopy;
         const bool del = mode == moduleEdit::ModeDelete;
@@ -909,13 +912,13 @@ private:
             stretch = GetSourceStretchMode(h, seq);
         }
         if (records) {
-            LogGaps(Kind::Source, h, seq, s, e, a, b, true);
+            LogGaps(Kind::Source, h, seq, item, sel, true);
             if (overlay)
-                LogGaps(Kind::Transition, h, seq, s, e, a, b, true);
+                LogGaps(Kind::Transition, h, seq, item, sel, true);
             m_prevStart = s;
             m_prevStop = e;
         }
-        const double rate = Rate(s, e, ms, me);
+        const double rate = Rate(item);
         const int32_t atB = RoundEven(static_cast<double>(me) - static_cast<double>(e - b) / rate);
         const int32_t atA = RoundEven(static_cast<double>(a - s) / rate + static_cast<double>(ms));
 
@@ -993,15 +996,16 @@ private:
                 AddTransitionClip(h, name, length, kr, kg, kb, m_transitionClipSeq);
                 ++m_transitionClipSeq;
             }
-            LogGaps(Kind::Source, h, seq, s, e, a, b, false);
+            LogGaps(Kind::Source, h, seq, item, sel, false);
             if (overlay)
-                LogGaps(Kind::Transition, h, seq, s, e, a, b, false);
+                LogGaps(Kind::Transition, h, seq, item, sel, false);
         }
         return flag;
     }
 
-    bool EffectAction(int16_t mode, int32_t h, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+    bool EffectAction(int16_t mode, int32_t h, int16_t& seq, const QmSpan& item, const QmSelection& sel)
     {
+        const int32_t s = item.start, e = item.stop, a = sel.start, b = sel.end;
         if (!(e > a && s < b))
             return true;
         Hit(QStringLiteral("effect action mode %1, case %2").arg(mode).arg(a <= s ? (b >= e ? 0 : 1) : (b >= e ? 2 : 3)));
@@ -1023,7 +1027,7 @@ private:
         const bool records = cut || copy;
         const bool changes = cut || del;
         if (records) {
-            LogGaps(Kind::Effect, h, seq, s, e, a, b, true);
+            LogGaps(Kind::Effect, h, seq, item, sel, true);
             m_prevStart = s;
             m_prevStop = e;
         }
@@ -1053,7 +1057,7 @@ private:
         if (records) {
             AddEffectClip(h, name, length, m_clipSeq);
             ++m_clipSeq;
-            LogGaps(Kind::Effect, h, seq, s, e, a, b, false);
+            LogGaps(Kind::Effect, h, seq, item, sel, false);
         }
         return flag;
     }
@@ -1245,7 +1249,7 @@ private:
         const int16_t stretch = GetSourceStretchMode(h, j);
         int32_t ms = 0, me = 0;
         GetSourceMediaTimes(h, j, ms, me);
-        const double rate = Rate(s, e, ms, me);
+        const double rate = Rate({s, e, ms, me});
         InsertSource(h, stream, j, position, 0);
         SetSourceTimes(h, j, position, e);
         SetSourceMediaTimes(h, j, RoundEven(static_cast<double>(me - (e - position)) / rate), me);
@@ -1532,7 +1536,7 @@ std::array<Lane, 4> ReadLanes()
         lane.isVideo = t.isVideo;
         lane.linked = t.linked;
         for (const auto& s : t.sources)
-            lane.sources.push_back(Src{s.stream, s.start, s.stop, s.mediaStart, s.mediaStop, s.stretchMode, s.selected});
+            lane.sources.push_back(Src{{s.start, s.stop, s.mediaStart, s.mediaStop}, s.stream, s.stretchMode, s.selected});
         for (const auto& f : t.effects)
             lane.effects.push_back(Fx{f.name, f.start, f.stop, f.selected});
         for (const auto& k : t.transitions) {
