@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/QmSpan.h"
+
 #include <QList>
 #include <QString>
 
@@ -16,6 +18,7 @@ struct SourceImage
     int32_t Track = 0;
     int16_t Seq = 0;
     int16_t StretchMode = 0;
+    QmSpan Span() const { return {Start, Stop, MediaStart, MediaStop}; }
     bool operator==(const SourceImage&) const = default;
 };
 

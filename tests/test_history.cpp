@@ -326,12 +326,22 @@ void TestHistory::imagesKeepWhatTheyShould()
         Tl().AddTransitionAt(OverlayTrack, QStringLiteral("DxtKey"), 0, 5000);
         moduleEdit::ApplyTransitionKey(OverlayTrack, 0, 12, 200, 34);
     });
+    Command(QStringLiteral("Resize"), [&] {
+        Tl().SetSourceMediaTimes(video, 0, 250, 1750);
+        Tl().SetSourceStretchMode(video, 0, 2);
+    });
     Command(QStringLiteral("Move"), [&] { Tl().SetSourceTimes(video, 0, 500, 2500); });
     Tl().SetSourceSelected(video, 0, true);
     frmTimeline* f = frmTimeline::instance();
     TimelineView::SetRowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock, true);
     TimelineView::SetRowOption(TimelineView::RowKind::Video, 0, TimelineView::Option::Link, false);
     Undo();
+    // Read here through the engine itself, not through the reader the images share.
+    int32_t mediaStart = 0, mediaStop = 0;
+    QVERIFY(Tl().GetSourceMediaTimes(video, 0, mediaStart, mediaStop));
+    QCOMPARE(mediaStart, 250);
+    QCOMPARE(mediaStop, 1750);
+    QCOMPARE(Tl().GetSourceStretchMode(video, 0), int16_t(2));
     QCOMPARE(Tl().GetEffectName(video, 0, 260), QStringLiteral("Pixelated")); // cut at 10, then trimmed
     QCOMPARE(Eng<ITWKeyTransition>().GetKeyGreen(OverlayTrack, 0), int16_t(200));
     QCOMPARE(Eng<ITWKeyTransition>().GetKeyBlue(OverlayTrack, 0), int16_t(34));
