@@ -20,6 +20,7 @@ using TimelineView::SliderTime;
 
 inline const QString Module = QStringLiteral("moduleEdit");
 
+// Both edges at once, so that no action takes them in the wrong order.
 inline QmSelection Selection()
 {
     return {SelectionStart(), SelectionEnd()};

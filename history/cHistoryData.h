@@ -18,6 +18,7 @@ struct SourceImage
     int32_t Track = 0;
     int16_t Seq = 0;
     int16_t StretchMode = 0;
+    // Its times as the edits pass them around.
     QmSpan Span() const { return {Start, Stop, MediaStart, MediaStop}; }
     bool operator==(const SourceImage&) const = default;
 };

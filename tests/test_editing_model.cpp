@@ -59,8 +59,8 @@ namespace {
 // ------------------------------------------------------------------------------------
 // The state the commands read and write.
 
-// A source as the engine keeps it in its track's list: its span, and what the images of
-// the history leave out (its place is its index, its selected flag goes with it).
+// A source as the engine keeps it in a track's list. Not the history's SourceImage: its
+// track and number are where it lies in the lanes, and it has a selected flag.
 struct Src : QmSpan
 {
     int32_t stream = 0;
