@@ -4,6 +4,7 @@
 // of it decoded by ffmpeg, and whether ffmpeg plays it through without a word. The
 // tests that use it define QM_FFPROBE and QM_FFMPEG.
 #include <QImage>
+#include <QList>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -59,6 +60,19 @@ inline QImage Decoded(const QString& path, double seconds, QSize size)
     return QImage(reinterpret_cast<const uchar*>(rgb.constData()), size.width(), size.height(), size.width() * 3,
                   QImage::Format_RGB888)
         .copy();
+}
+
+// Every picture of a file, as ffmpeg decodes them.
+inline QList<QImage> DecodedFrames(const QString& path, QSize size)
+{
+    const QByteArray rgb = Run(QStringLiteral(QM_FFMPEG), {"-v", "error", "-i", path, "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
+    const qsizetype frame = qsizetype{size.width()} * size.height() * 3;
+    QList<QImage> frames;
+    for (qsizetype at = 0; at + frame <= rgb.size(); at += frame)
+        frames << QImage(reinterpret_cast<const uchar*>(rgb.constData() + at), size.width(), size.height(), size.width() * 3,
+                         QImage::Format_RGB888)
+                      .copy();
+    return frames;
 }
 
 // Whether ffmpeg decodes the whole file without a word.

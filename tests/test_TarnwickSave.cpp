@@ -54,6 +54,7 @@ private slots:
     void init();
     void cleanup();
     void aviHoldsTheRangeAtTheRateAndSizeAsked();
+    void picturesAreTheGraphsFrameForFrame();
     void everyListedCompressorMakesAPlayableFile();
     void ratesAndQualityReachTheCompressor();
     void tracksAndEffectsLeftOut();
@@ -184,6 +185,32 @@ void TestTarnwickSave::aviHoldsTheRangeAtTheRateAndSizeAsked()
     m_save->SetSaveRange(1000, 1000);
     QVERIFY(SaveAvi("empty.avi").isEmpty());
     QVERIFY(!QFile::exists(m_folder.filePath(QStringLiteral("empty.avi"))));
+}
+
+void TestTarnwickSave::picturesAreTheGraphsFrameForFrame()
+{
+    // A file at 15 frames a second, each frame a colour of its own, in a graph of 25:
+    // every picture saved is the one the preview shows at that moment, from the start
+    // and from a range that begins between two of the file's frames.
+    QVERIFY(m_tl->AppendSource(m_video, Stream("frames15.avi"), 0));
+    m_tl->SetFrameSize(160, 120);
+    m_save->SetFrameRate(25);
+    m_save->SetVideoSize(160, 120);
+    m_save->SetQuality(100);
+    for (const auto& [start, stop] : {std::pair{0, 2000}, std::pair{1030, 1760}}) {
+        m_save->SetSaveWholeTimeline(start == 0);
+        m_save->SetSaveRange(start, stop);
+        const QString path = SaveAvi("frames.avi", QStringLiteral("MPEG-4 Part 2 (mpeg4)"));
+        QVERIFY(!path.isEmpty());
+        const QList<QImage> saved = QmProbe::DecodedFrames(path, {160, 120});
+        QCOMPARE(saved.size(), (stop - start) / 40);
+        for (int i = 0; i < saved.size(); ++i) {
+            const QRgb shown = m_engine->RenderFrame(start + i * 40).pixel(80, 60);
+            QVERIFY2(Near(saved[i].pixel(80, 60), shown, 12),
+                     qPrintable(QStringLiteral("from %1 ms, frame %2: %3 against %4")
+                                    .arg(start).arg(i).arg(Rgb(saved[i].pixel(80, 60)), Rgb(shown))));
+        }
+    }
 }
 
 void TestTarnwickSave::everyListedCompressorMakesAPlayableFile()

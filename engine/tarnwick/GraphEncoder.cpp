@@ -258,10 +258,9 @@ bool GraphEncoder::Output::OpenAudio(QString* error)
 
 int32_t GraphEncoder::Output::GraphFrameOf(int32_t outputFrame) const
 {
-    // The frame whose time span holds the output frame's moment; the small addend keeps
-    // a moment on a frame's edge from falling into the frame before.
+    // The frame nearest the output frame's moment, as the preview seeks to a moment.
     const double ms = startMs + outputFrame * 1000.0 / fps;
-    return static_cast<int32_t>(std::floor(ms * graphFps / 1000.0 + 1e-6));
+    return static_cast<int32_t>(std::lround(ms * graphFps / 1000.0));
 }
 
 FramePtr GraphEncoder::Output::Picture(const uint8_t* yuv, SwsContext*& converter) const

@@ -500,6 +500,7 @@ void Register(Mlt::Repository& repository)
     repository.register_service(mlt_service_producer_type, TrackProducer, CreateTrack);
     repository.register_service(mlt_service_producer_type, BlackProducer, CreateBlack);
     repository.register_service(mlt_service_transition_type, OverTransition, CreateOver);
+    RegisterVideoProducer(repository);
 }
 
 std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<TrackPiece> pieces, int32_t frames)

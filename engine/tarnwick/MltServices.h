@@ -26,13 +26,20 @@ class Repository;
 //   RGBA is asked for.
 // - transition "quillmont_over": lays the B frame over the A frame by the B frame's
 //   alpha; a B frame without alpha covers A, and a gap in B leaves A as it is.
+//
+// - producer "quillmont_video" (VideoProducer.cpp): the pictures of one video stream of
+//   a file ("video_index", the container's index), decoded in order with "threads"
+//   decoder threads and handed on in YUV 4:2:0 as decoded, without MLT's scaler and
+//   cache; for graphs that are rendered once from start to end.
 namespace Tarnwick::MltServices {
 
 constexpr const char* TrackProducer = "quillmont_track";
+constexpr const char* VideoProducer = "quillmont_video";
 constexpr const char* BlackProducer = "quillmont_black";
 constexpr const char* OverTransition = "quillmont_over";
 
 void Register(Mlt::Repository& repository);
+void RegisterVideoProducer(Mlt::Repository& repository);
 
 // A piece of a track: frames in.. of a producer shown from frame first for length
 // frames, fitted by a stretch mode (0 to 3; -1 as it comes), keyed when keyed.

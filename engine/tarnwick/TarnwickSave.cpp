@@ -156,6 +156,7 @@ bool TarnwickSave::Prepare(EncodeSettings encode, int width, int height)
         return false;
     GraphParts parts;
     parts.effects = m_settings.effects;
+    parts.sequential = true;
     for (const auto& track : m_state.model.Tracks())
         if (std::find(m_settings.tracks.begin(), m_settings.tracks.end(), track->handle) == m_settings.tracks.end())
             parts.leaveOut.push_back(track->handle);

@@ -21,8 +21,9 @@ enum class Role { Video, Overlay, Audio };
 class ProducerCache
 {
 public:
-    explicit ProducerCache(Mlt::Profile& profile)
+    explicit ProducerCache(Mlt::Profile& profile, bool sequential = false)
         : m_profile(profile)
+        , m_sequential(sequential)
     {
     }
 
@@ -50,9 +51,14 @@ public:
         // them, and they stay in the decoder's YUV 4:2:0 unless a filter asks otherwise,
         // which the converter attached then answers.
         const bool plainPictures = role != Role::Audio && speed == 1.0;
-        auto producer = plainPictures
-                            ? std::make_unique<Mlt::Producer>(m_profile, "abnormal", Resource(source, speed).constData())
-                            : std::make_unique<Mlt::Producer>(m_profile, Resource(source, speed).constData());
+        std::unique_ptr<Mlt::Producer> producer;
+        if (plainPictures && m_sequential && !facts.still)
+            producer = std::make_unique<Mlt::Producer>(m_profile, MltServices::VideoProducer,
+                                                       QFile::encodeName(source.path).constData());
+        if (!producer || !producer->is_valid())
+            producer = plainPictures
+                           ? std::make_unique<Mlt::Producer>(m_profile, "abnormal", Resource(source, speed).constData())
+                           : std::make_unique<Mlt::Producer>(m_profile, Resource(source, speed).constData());
         if (!producer->is_valid())
             return nullptr;
         if (plainPictures) {
@@ -106,6 +112,7 @@ private:
     };
 
     Mlt::Profile& m_profile;
+    const bool m_sequential;
     std::map<Key, Entry> m_producers;
 };
 
@@ -341,7 +348,7 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
     const int32_t frames = std::max(1, MsToFrame(end));
 
     auto tractor = std::make_unique<Mlt::Tractor>(profile);
-    std::shared_ptr<ProducerCache> own = shared ? nullptr : MakeProducerCache(profile);
+    std::shared_ptr<ProducerCache> own = shared ? nullptr : std::make_shared<ProducerCache>(profile, parts.sequential);
     ProducerCache& cache = shared ? *shared : *own;
     cache.StartBuild();
     int index = 0;

@@ -46,6 +46,9 @@ struct GraphParts
     // Track handles to leave out besides the disabled ones.
     std::vector<int32_t> leaveOut;
     bool effects = true;
+    // Rendered once from start to end (a save): the files' pictures come from Quillmont's
+    // own decoding producer, which hands them on as decoded, without a cache.
+    bool sequential = false;
 };
 
 // Sets a profile for the graph: the frame size, GraphFps, square pixels.
