@@ -151,22 +151,37 @@ int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
     const int w = *width, h = *height;
     const Planes planes = PlanesOf(*image, w, h);
     auto* alpha = static_cast<uint8_t*>(mlt_pool_alloc(w * h));
-    // A block of up to 2x2 pixels shares its chroma, and so its bits.
+    // A block of up to 2x2 pixels shares its chroma, and so its bits; neighbouring blocks
+    // mostly share their chroma too, so the bits are taken again only when it changes.
+    auto opacity = [](const uint64_t* words, int luma) {
+        return static_cast<uint8_t>(((words[luma >> 6] >> (luma & 63)) & 1) - 1); // keyed 0, else 255
+    };
     for (int cy = 0; cy < planes.chromaHeight; ++cy) {
         const uint8_t* u = planes.u + cy * planes.chromaWidth;
         const uint8_t* v = planes.v + cy * planes.chromaWidth;
-        const int lastRow = std::min(2 * cy + 2, h);
+        const uint8_t* y0 = planes.y + 2 * cy * w;
+        const uint8_t* y1 = 2 * cy + 1 < h ? y0 + w : nullptr;
+        uint8_t* a0 = alpha + 2 * cy * w;
+        uint8_t* a1 = y1 ? a0 + w : nullptr;
+        int chromaInHand = -1;
+        uint64_t words[4] = {};
         for (int cx = 0; cx < planes.chromaWidth; ++cx) {
-            const std::atomic<uint64_t>* bits = table.Bits(u[cx], v[cx]);
-            uint64_t words[4];
-            for (int word = 0; word < 4; ++word)
-                words[word] = bits[word].load(std::memory_order_relaxed);
-            const int lastColumn = std::min(2 * cx + 2, w);
-            for (int row = 2 * cy; row < lastRow; ++row) {
-                const uint8_t* y = planes.y + row * w;
-                uint8_t* a = alpha + row * w;
-                for (int x = 2 * cx; x < lastColumn; ++x)
-                    a[x] = (words[y[x] >> 6] >> (y[x] & 63)) & 1 ? 0 : 255;
+            const int chroma = u[cx] << 8 | v[cx];
+            if (chroma != chromaInHand) {
+                const std::atomic<uint64_t>* bits = table.Bits(u[cx], v[cx]);
+                for (int word = 0; word < 4; ++word)
+                    words[word] = bits[word].load(std::memory_order_relaxed);
+                chromaInHand = chroma;
+            }
+            const int x = 2 * cx;
+            const bool pair = x + 1 < w;
+            a0[x] = opacity(words, y0[x]);
+            if (pair)
+                a0[x + 1] = opacity(words, y0[x + 1]);
+            if (y1) {
+                a1[x] = opacity(words, y1[x]);
+                if (pair)
+                    a1[x + 1] = opacity(words, y1[x + 1]);
             }
         }
     }
@@ -417,23 +432,56 @@ inline uint8_t Mix(int over, int under, int alpha)
     return static_cast<uint8_t>((over * alpha + under * (255 - alpha) + 127) / 255);
 }
 
+// Eight opacities at once: 0 when all are transparent, 1 when all are opaque, else -1.
+inline int Run8(const uint8_t* alpha)
+{
+    uint64_t word;
+    std::memcpy(&word, alpha, sizeof word);
+    return word == 0 ? 0 : word == ~uint64_t{0} ? 1 : -1;
+}
+
 void Blend(uint8_t* under, const uint8_t* over, const uint8_t* alpha, int w, int h)
 {
     const Planes a = PlanesOf(under, w, h);
     const Planes b = PlanesOf(const_cast<uint8_t*>(over), w, h);
-    for (int i = 0, n = w * h; i < n; ++i) {
-        const int opacity = alpha[i];
-        if (opacity == 255)
-            a.y[i] = b.y[i];
-        else if (opacity != 0)
-            a.y[i] = Mix(b.y[i], a.y[i], opacity);
+    // Keyed overlays are mostly wholly clear or wholly covering: runs of eight pixels of
+    // one opacity are passed over or copied at once.
+    const int n = w * h;
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const int run = Run8(alpha + i);
+        if (run == 0)
+            continue;
+        if (run == 1) {
+            std::memcpy(a.y + i, b.y + i, 8);
+            continue;
+        }
+        for (int j = i; j < i + 8; ++j)
+            if (alpha[j] != 0)
+                a.y[j] = alpha[j] == 255 ? b.y[j] : Mix(b.y[j], a.y[j], alpha[j]);
     }
+    for (; i < n; ++i)
+        if (alpha[i] != 0)
+            a.y[i] = alpha[i] == 255 ? b.y[i] : Mix(b.y[i], a.y[i], alpha[i]);
     // Each chroma sample covers up to four pixels: it takes their mean opacity.
     for (int row = 0; row < a.chromaHeight; ++row) {
         const uint8_t* top = alpha + 2 * row * w;
         const uint8_t* bottom = 2 * row + 1 < h ? top + w : top;
         for (int x = 0; x < a.chromaWidth; ++x) {
             const int left = 2 * x, right = std::min(2 * x + 1, w - 1);
+            if (left + 8 <= w && (left & 7) == 0) {
+                // Four samples under two rows of eight pixels of one opacity.
+                const int runTop = Run8(top + left), runBottom = Run8(bottom + left);
+                if (runTop == runBottom && runTop >= 0) {
+                    const int i = row * a.chromaWidth + x;
+                    if (runTop == 1) {
+                        std::memcpy(a.u + i, b.u + i, 4);
+                        std::memcpy(a.v + i, b.v + i, 4);
+                    }
+                    x += 3;
+                    continue;
+                }
+            }
             const int opacity = (top[left] + top[right] + bottom[left] + bottom[right] + 2) / 4;
             const int i = row * a.chromaWidth + x;
             if (opacity == 255) {
