@@ -8,6 +8,7 @@ extern "C" {
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -432,6 +433,62 @@ inline uint8_t Mix(int over, int under, int alpha)
     return static_cast<uint8_t>((over * alpha + under * (255 - alpha) + 127) / 255);
 }
 
+// Pixelating: each block of the picture takes its mean colour, in YUV 4:2:0 as the graph
+// carries it (a chroma block is half its luma block each way).
+
+// The mean of each block of a plane, written over the block.
+void Pixelate(uint8_t* plane, int width, int height, int blockWidth, int blockHeight)
+{
+    for (int top = 0; top < height; top += blockHeight) {
+        const int bottom = std::min(height, top + blockHeight);
+        for (int left = 0; left < width; left += blockWidth) {
+            const int right = std::min(width, left + blockWidth);
+            int sum = 0;
+            for (int y = top; y < bottom; ++y)
+                for (int x = left; x < right; ++x)
+                    sum += plane[y * width + x];
+            const int count = (bottom - top) * (right - left);
+            const auto mean = static_cast<uint8_t>((sum + count / 2) / count);
+            for (int y = top; y < bottom; ++y)
+                std::memset(plane + y * width + left, mean, static_cast<size_t>(right - left));
+        }
+    }
+}
+
+int PixelateGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
+{
+    auto filter = static_cast<mlt_filter>(mlt_frame_pop_service(frame));
+    *format = mlt_image_yuv420p;
+    const int error = mlt_frame_get_image(frame, image, format, width, height, 1);
+    if (error || *format != mlt_image_yuv420p || *width <= 0 || *height <= 0)
+        return error;
+    mlt_properties properties = MLT_FILTER_PROPERTIES(filter);
+    const int w = *width, h = *height;
+    // Blocks of a share of the picture, even, so that the chroma blocks match them.
+    const int bw = std::max(2, 2 * static_cast<int>(std::lround(mlt_properties_get_double(properties, "block_width") * w / 2)));
+    const int bh = std::max(2, 2 * static_cast<int>(std::lround(mlt_properties_get_double(properties, "block_height") * h / 2)));
+    const Planes planes = PlanesOf(*image, w, h);
+    Pixelate(planes.y, w, h, bw, bh);
+    Pixelate(planes.u, planes.chromaWidth, planes.chromaHeight, bw / 2, bh / 2);
+    Pixelate(planes.v, planes.chromaWidth, planes.chromaHeight, bw / 2, bh / 2);
+    return 0;
+}
+
+mlt_frame PixelateProcess(mlt_filter filter, mlt_frame frame)
+{
+    mlt_frame_push_service(frame, filter);
+    mlt_frame_push_get_image(frame, PixelateGetImage);
+    return frame;
+}
+
+void* CreatePixelate(mlt_profile, mlt_service_type, const char*, const void*)
+{
+    mlt_filter filter = mlt_filter_new();
+    if (filter)
+        filter->process = PixelateProcess;
+    return filter;
+}
+
 // Eight opacities at once: 0 when all are transparent, 1 when all are opaque, else -1.
 inline int Run8(const uint8_t* alpha)
 {
@@ -548,6 +605,7 @@ void Register(Mlt::Repository& repository)
     repository.register_service(mlt_service_producer_type, TrackProducer, CreateTrack);
     repository.register_service(mlt_service_producer_type, BlackProducer, CreateBlack);
     repository.register_service(mlt_service_transition_type, OverTransition, CreateOver);
+    repository.register_service(mlt_service_filter_type, PixelateFilter, CreatePixelate);
     RegisterVideoProducer(repository);
 }
 

@@ -26,6 +26,9 @@ class Repository;
 //   RGBA is asked for.
 // - transition "quillmont_over": lays the B frame over the A frame by the B frame's
 //   alpha; a B frame without alpha covers A, and a gap in B leaves A as it is.
+// - filter "quillmont_pixelate": each block of the picture its mean colour, the blocks
+//   a share of the picture's size ("block_width", "block_height", 0 to 1), in YUV 4:2:0
+//   where frei0r's would take the picture to RGBA and back.
 //
 // - producer "quillmont_video" (VideoProducer.cpp): the pictures of one video stream of
 //   a file ("video_index", the container's index), decoded in order with "threads"
@@ -35,6 +38,7 @@ namespace Tarnwick::MltServices {
 
 constexpr const char* TrackProducer = "quillmont_track";
 constexpr const char* VideoProducer = "quillmont_video";
+constexpr const char* PixelateFilter = "quillmont_pixelate";
 constexpr const char* BlackProducer = "quillmont_black";
 constexpr const char* OverTransition = "quillmont_over";
 

@@ -151,9 +151,9 @@ std::unique_ptr<Mlt::Filter> EffectFilter(Mlt::Profile& profile, const QString& 
         const int quarter = std::max(1, frames / 4);
         filter->set("level", QStringLiteral("0=0;%1=1;%2=1;%3=0").arg(quarter).arg(std::max(quarter, last - quarter)).arg(last).toUtf8().constData());
     } else if (effect == u"pixelate") {
-        filter = std::make_unique<Mlt::Filter>(profile, "frei0r.pixeliz0r");
-        filter->set("0", 0.04);
-        filter->set("1", 0.05);
+        filter = std::make_unique<Mlt::Filter>(profile, MltServices::PixelateFilter);
+        filter->set("block_width", 0.04);
+        filter->set("block_height", 0.05);
     } else if (effect == u"blur") {
         filter = std::make_unique<Mlt::Filter>(profile, "box_blur");
         filter->set("hradius", 6);
