@@ -7,6 +7,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace Tarnwick::MltServices {
@@ -280,12 +281,28 @@ int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
     return 0;
 }
 
-void* CreateTrack(mlt_profile profile, mlt_service_type, const char*, const void*)
+// A producer made by mlt_producer_new is ours to free once MLT has closed it.
+void CloseOwnProducer(mlt_producer producer)
+{
+    producer->close = nullptr;
+    mlt_producer_close(producer);
+    std::free(producer);
+}
+
+mlt_producer NewProducer(mlt_profile profile, int (*getFrame)(mlt_producer, mlt_frame_ptr, int))
 {
     mlt_producer producer = mlt_producer_new(profile);
-    if (producer)
-        producer->get_frame = TrackGetFrame;
+    if (producer) {
+        producer->get_frame = getFrame;
+        producer->close = reinterpret_cast<mlt_destructor>(CloseOwnProducer);
+        producer->close_object = producer;
+    }
     return producer;
+}
+
+void* CreateTrack(mlt_profile profile, mlt_service_type, const char*, const void*)
+{
+    return NewProducer(profile, TrackGetFrame);
 }
 
 // The black ground: a picture made in the format asked for, so that nothing converts it.
@@ -337,10 +354,7 @@ int BlackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int)
 
 void* CreateBlack(mlt_profile profile, mlt_service_type, const char*, const void*)
 {
-    mlt_producer producer = mlt_producer_new(profile);
-    if (producer)
-        producer->get_frame = BlackGetFrame;
-    return producer;
+    return NewProducer(profile, BlackGetFrame);
 }
 
 // Laying one picture over another.
