@@ -126,9 +126,18 @@ double ClaimedSeconds(const AVFormatContext* context, const AVStream* stream)
     return 0.0;
 }
 
+// Frames come no faster than this: a rate as high is a clock's tick (ASF counts in
+// milliseconds), or a broken header's.
+constexpr double kTickRate = 1000.0;
+
+bool IsRate(double rate)
+{
+    return std::isfinite(rate) && rate > 0.0 && rate < kTickRate;
+}
+
 bool IsRate(AVRational rate)
 {
-    return rate.num > 0 && rate.den > 0;
+    return rate.num > 0 && rate.den > 0 && IsRate(av_q2d(rate));
 }
 
 // What the packets of a file say of their times, read from its start.
@@ -305,7 +314,7 @@ MediaFacts FactsOf(const QString& path, AVFormatContext* context, int64_t header
                 sf.duration = measured;
         }
         if (rates[index]) {
-            sf.frameRate = stamps.Rate(index);
+            sf.frameRate = IsRate(stamps.Rate(index)) ? stamps.Rate(index) : 0.0;
             // The codec's rate, which FFmpeg puts where it otherwise puts the clock tick.
             const AVRational tick{stream->time_base.den, stream->time_base.num};
             if (sf.frameRate == 0.0 && IsRate(stream->r_frame_rate) && av_cmp_q(stream->r_frame_rate, tick) != 0)
