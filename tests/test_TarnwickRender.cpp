@@ -101,6 +101,7 @@ private slots:
     void effectsActOnlyOverTheirRange();
     void stretchModesFitAWidePicture();
     void stillsShowAsTheInstantPreviewShowsThem();
+    void filesWhoseHeadersLieOrAreSilentPlayTheirLength();
     void disabledTracksAndEffectsAreLeftOut();
     void soundsAreMixed();
     void previewPlaysSeeksAndFollowsEdits();
@@ -350,6 +351,37 @@ void TestTarnwickRender::stillsShowAsTheInstantPreviewShowsThem()
         }
     }
     reader.cleanup();
+}
+
+void TestTarnwickRender::filesWhoseHeadersLieOrAreSilentPlayTheirLength()
+{
+    // An MPEG whose headers give no length: 3 seconds of a moving test picture, all of
+    // them shown.
+    QVERIFY(m_tl->AppendSource(m_video, Stream("nolength.mpg"), 0));
+    int32_t start = 0, stop = 0;
+    QVERIFY(m_tl->GetSourceTimes(m_video, 0, start, stop));
+    QCOMPARE(stop, 3000);
+    // Through the timeline's player, which opens the file once for all the frames.
+    auto& preview = TWCast<ITWPreview>(m_object.get());
+    Surface surface;
+    preview.SetOwnerWindow(&surface);
+    QVERIFY(preview.BuildPreview());
+    QCOMPARE(preview.GetDuration(), 3000);
+    QImage previous;
+    for (int32_t ms : {100, 1500, 2900}) {
+        QVERIFY(preview.Seek(ms));
+        const QImage frame = surface.Last();
+        QVERIFY2(!Near(frame.pixel(160, 60), 0, 0, 0, 8), qPrintable(QStringLiteral("%1 ms is black").arg(ms)));
+        QVERIFY2(frame != previous, qPrintable(QStringLiteral("%1 ms shows the frame before").arg(ms)));
+        previous = frame;
+    }
+    preview.SetOwnerWindow(nullptr);
+    preview.ClosePreview();
+    // A WAV that claims 389,563 seconds and holds 2: a tone of 2 seconds, then silence.
+    QVERIFY(m_tl->AppendSource(m_audio1, Stream("liar.wav"), 0));
+    QVERIFY(m_tl->GetSourceTimes(m_audio1, 0, start, stop));
+    QCOMPARE(stop, 2000);
+    QVERIFY(Strength(Left(m_engine->RenderSound(500, 1000)), 11025.0 / 8 * 48000 / 48000) > 0.1);
 }
 
 void TestTarnwickRender::disabledTracksAndEffectsAreLeftOut()

@@ -51,6 +51,9 @@ constexpr double kFewestBytesPerSecond = 1024.0;
 constexpr auto kStampBudget = std::chrono::milliseconds(1500);
 // Frames whose time stamps make a frame rate.
 constexpr size_t kRateStamps = 100;
+// Times and durations of broken files can be anything: those this far out of any length
+// are passed by, so that the sums cannot overflow.
+constexpr int64_t kFar = INT64_MAX / 4;
 
 // Broken files are reported through Quillmont's own messages; FFmpeg's chatter on
 // the terminal would only repeat them.
@@ -216,11 +219,8 @@ Stamps ReadStamps(const QString& path, bool lengths, const std::vector<bool>& ra
             break;
         }
         const auto index = static_cast<size_t>(packet->stream_index);
-        // Times and durations of broken files can be anything: those far out of any
-        // length are passed by, so that the sums cannot overflow.
-        constexpr int64_t kFar = INT64_MAX / 4;
         const int64_t duration = packet->duration > 0 && packet->duration < kFar ? packet->duration : 0;
-        const int64_t at = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+        const int64_t at = packet->dts != AV_NOPTS_VALUE ? packet->dts : packet->pts;
         if (index < stamps.streams.size())
             stamps.streams[index].lasting = std::min(kFar, stamps.streams[index].lasting + duration);
         if (index < stamps.streams.size() && at != AV_NOPTS_VALUE && at > -kFar && at < kFar) {

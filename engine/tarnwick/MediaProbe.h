@@ -66,7 +66,8 @@ constexpr int32_t AudioNotRendered = 0x00040258;
 //
 // Frame rates: the stream's average rate; else the mean spacing of the time stamps of
 // its first frames; else the rate FFmpeg took from the codec, unless that is only the
-// container's clock tick (ASF counts in milliseconds, which is no frame rate).
+// container's clock tick (ASF counts in milliseconds, which is no frame rate); else 0.
+// None of them counts at 1000 a second or more: that is a clock's rate, not frames'.
 MediaFacts ProbeMedia(const QString& path);
 
 // Tries whether the file can be rendered: it must be readable, of a media type FFmpeg
