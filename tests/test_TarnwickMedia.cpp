@@ -308,14 +308,11 @@ void TestTarnwickMedia::brokenFilesAreRefused_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<int32_t>("code");
-    // Nothing of a media type in the content, whatever the name says. TGA has no
-    // signature: its name counts only for a picture that decodes.
-    for (const char* ext : {"avi", "wav", "mid", "bmp", "tga"}) {
-        QTest::addRow("zero bytes named .%s", ext) << QStringLiteral("zero.%1").arg(QLatin1String(ext))
-                                                  << Code::UnknownFileType;
-        QTest::addRow("text named .%s", ext) << QStringLiteral("text.%1").arg(QLatin1String(ext))
-                                            << Code::UnknownFileType;
-    }
+    // Nothing of a media type in the content, whatever the name says (the media list's
+    // test goes through every name). TGA has no signature: its name counts only for a
+    // picture that decodes.
+    QTest::newRow("zero bytes named .avi") << QStringLiteral("zero.avi") << Code::UnknownFileType;
+    QTest::newRow("text named .tga") << QStringLiteral("text.tga") << Code::UnknownFileType;
     QTest::newRow("text of no known type") << QStringLiteral("notes.qxz") << Code::UnknownFileType;
     QTest::newRow("noise named .wmv") << QStringLiteral("noise.wmv") << Code::UnknownFileType;
     // Known by content, their headers cut short. FFmpeg says "invalid data" of the AVI,
@@ -324,7 +321,6 @@ void TestTarnwickMedia::brokenFilesAreRefused_data()
     QTest::newRow("truncated AVI") << QStringLiteral("truncated.avi") << Code::InvalidFileFormat;
     QTest::newRow("truncated AIFF") << QStringLiteral("truncated.aiff") << Code::InvalidFileFormat;
     QTest::newRow("truncated WMA") << QStringLiteral("truncated.wma") << Code::InvalidFileFormat;
-    QTest::newRow("truncated GIF") << QStringLiteral("truncated.gif") << Code::InvalidFileFormat;
     QTest::newRow("MIDI without a synthesizer") << QStringLiteral("sound.mid") << Code::UnsupportedStream;
     // Files that decode in part are refused all the same.
     QTest::newRow("video undecodable") << QStringLiteral("badvideo.avi") << Code::VideoNotRendered;

@@ -322,7 +322,7 @@ MediaFacts FactsOf(const QString& path, AVFormatContext* context, int64_t header
         }
         if (!std::isfinite(sf.duration) || sf.duration < 0.0)
             sf.duration = 0.0;
-        if (std::llround(sf.duration * 1000.0) > LongestMs) {
+        if (sf.duration * 1000.0 >= static_cast<double>(LongestMs) + 0.5) { // rounds past the last millisecond
             facts.tooLong = true;
             sf.duration = static_cast<double>(LongestMs) / 1000.0;
         }

@@ -6,7 +6,6 @@
 
 #include <Mlt.h>
 
-
 #include <algorithm>
 #include <cmath>
 

@@ -63,10 +63,11 @@ public:
         // A picture lasts as long as the timeline asks of it; a stream as long as the
         // engine's facts say, which may be less than a lying header claims, or more than
         // a header without a length lets MLT see.
-        const int32_t frames = facts.still ? 1 << 24
-                                           : MsToFrame(static_cast<int32_t>(std::min<double>(
-                                                 LongestMs, std::lround(facts.duration * 1000.0 / speed))))
-                                                 + 1;
+        int32_t frames = 1 << 24;
+        if (!facts.still) {
+            const double ms = std::min<double>(LongestMs, facts.duration * 1000.0 / speed);
+            frames = MsToFrame(static_cast<int32_t>(std::lround(ms))) + 1;
+        }
         producer->set("length", frames);
         producer->set("out", frames - 1);
         if (speed == 1.0) {
