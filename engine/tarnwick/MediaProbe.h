@@ -73,7 +73,8 @@ MediaFacts ProbeMedia(const QString& path);
 // Tries whether the file can be rendered: it must be readable, of a media type FFmpeg
 // recognises, and every one of its video and audio streams must decode a first frame.
 //
-// The rule for the result codes, by the fault and never by the file's extension:
+// The rule for the result codes (ITWCoreRoot::GetFileError), by the fault and never by
+// the file's extension, as FFmpeg's answers meet it:
 // - empty path: InvalidArgument; no such file: NotFound (the program lets both pass);
 // - the system refuses to read it: not a plain file (a folder, a device, a pipe), or
 //   this user cannot open it or read its first bytes: CannotLoadSourceFilter;
