@@ -216,6 +216,7 @@ struct Track
         int32_t length;
         mlt_producer producer;
         int32_t in;
+        bool still;
         int fitMode; // -1: taken as it comes
         bool keyed;
         int keyColor; // red, green, blue in the low three bytes
@@ -252,7 +253,9 @@ int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
     }
     int error = 0;
     if (piece) {
-        mlt_producer_seek(piece->producer, piece->in + position - piece->first);
+        // A still's reader may hold one picture only (a GIF, a BMP): it is always asked
+        // for that one.
+        mlt_producer_seek(piece->producer, piece->still ? piece->in : piece->in + position - piece->first);
         error = mlt_service_get_frame(MLT_PRODUCER_SERVICE(piece->producer), frame, index);
         if (!error && *frame) {
             // The piece's own steps, innermost first: fitted to the frame, then keyed.
@@ -463,8 +466,8 @@ std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<Trac
         mlt_producer raw = piece.producer->get_producer();
         mlt_properties_inc_ref(MLT_PRODUCER_PROPERTIES(raw));
         const int color = (piece.keyRed & 0xFF) | (piece.keyGreen & 0xFF) << 8 | (piece.keyBlue & 0xFF) << 16;
-        track->pieces.push_back({piece.first, piece.length, raw, piece.in, piece.fitMode, piece.keyed, color,
-                                 KeyReach(piece.keyTolerance)});
+        track->pieces.push_back({piece.first, piece.length, raw, piece.in, piece.still, piece.fitMode, piece.keyed,
+                                 color, KeyReach(piece.keyTolerance)});
     }
     std::sort(track->pieces.begin(), track->pieces.end(),
               [](const Track::Piece& a, const Track::Piece& b) { return a.first < b.first; });
