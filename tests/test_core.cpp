@@ -12,6 +12,7 @@
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
 
+#include <QSettings>
 #include <QComboBox>
 #include <QDialog>
 #include <QFile>
