@@ -12,7 +12,6 @@
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
 
-#include <QSettings>
 #include <QComboBox>
 #include <QDialog>
 #include <QFile>
@@ -398,10 +397,16 @@ void TestCore::settingsStore()
 
     // A batch's writes are read back at once and reach the file together when the
     // outermost batch ends; a write outside any batch reaches it at once.
+    // The file's own text: another QSettings of this process would share the store's cache.
     auto onDisk = [](const char* key) {
-        return QSettings(QmSettings::StoreFile(), QSettings::IniFormat)
-            .value(QmShared::AppSection + QStringLiteral("/Save Options/") + QLatin1String(key))
-            .toString();
+        QFile file(QmSettings::StoreFile());
+        if (!file.open(QIODevice::ReadOnly))
+            return QString();
+        const QByteArray start = QByteArray("Save%20Options\\") + key + '=';
+        for (const QByteArray& line : file.readAll().split('\n'))
+            if (line.startsWith(start))
+                return QString::fromUtf8(line.mid(start.size()).trimmed());
+        return QString();
     };
     {
         QmSettings::Batch outer;
