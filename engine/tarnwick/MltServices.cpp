@@ -186,7 +186,15 @@ int FitGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
     auto* fitted = static_cast<uint8_t*>(mlt_pool_alloc(size));
     if (fit.to.w != fw || fit.to.h != fh)
         FillBlack(fitted, fw, fh);
-    thread_local SwsContext* scaler = nullptr;
+    // One scaler per rendering thread, kept between frames and freed with the thread
+    // (players and saves start threads of their own).
+    struct Scaler
+    {
+        SwsContext* context = nullptr;
+        ~Scaler() { sws_freeContext(context); }
+    };
+    thread_local Scaler cached;
+    SwsContext*& scaler = cached.context;
     scaler = sws_getCachedContext(scaler, fit.from.w, fit.from.h, AV_PIX_FMT_YUV420P, fit.to.w, fit.to.h,
                                   AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr);
     const Planes in = PlanesOf(source, sw, sh), out = PlanesOf(fitted, fw, fh);
