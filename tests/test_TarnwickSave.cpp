@@ -211,6 +211,24 @@ void TestTarnwickSave::picturesAreTheGraphsFrameForFrame()
                                     .arg(start).arg(i).arg(Rgb(saved[i].pixel(80, 60)), Rgb(shown))));
         }
     }
+    // An MPEG whose header gives no length: all of it, as the preview shows it.
+    QVERIFY(m_tl->RemoveSource(m_video, 0));
+    QVERIFY(m_tl->AppendSource(m_video, Stream("nolength.mpg"), 0));
+    m_tl->SetFrameSize(320, 240);
+    m_save->SetVideoSize(320, 240);
+    m_save->SetSaveWholeTimeline(true);
+    const QString path = SaveAvi("nolength.avi", QStringLiteral("MPEG-4 Part 2 (mpeg4)"));
+    QVERIFY(!path.isEmpty());
+    QCOMPARE(m_save->GetSaveProblem(500), QString());
+    const QList<QImage> saved = QmProbe::DecodedFrames(path, {320, 240});
+    QCOMPARE(saved.size(), 75);
+    for (int i : {0, 1, 30, 74}) {
+        const QImage shown = m_engine->RenderFrame(i * 40);
+        // In a bar, and on the colour band that moves a little every frame.
+        for (QPoint at : {QPoint(100, 60), QPoint(100, 195), QPoint(220, 195)})
+            QVERIFY2(Near(saved[i].pixel(at), shown.pixel(at), 30),
+                     qPrintable(QStringLiteral("frame %1: %2 against %3").arg(i).arg(Rgb(saved[i].pixel(at)), Rgb(shown.pixel(at)))));
+    }
 }
 
 void TestTarnwickSave::everyListedCompressorMakesAPlayableFile()

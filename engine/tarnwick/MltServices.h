@@ -4,6 +4,10 @@
 #include <memory>
 #include <vector>
 
+struct mlt_frame_s;
+struct mlt_producer_s;
+struct mlt_profile_s;
+
 namespace Mlt {
 class Producer;
 class Profile;
@@ -45,6 +49,10 @@ constexpr const char* OverTransition = "quillmont_over";
 void Register(Mlt::Repository& repository);
 void RegisterVideoProducer(Mlt::Repository& repository);
 
+// For the services' own sources: a producer of MLT's, with its get_frame, that
+// Quillmont frees once MLT has closed it.
+mlt_producer_s* NewProducer(mlt_profile_s* profile, int (*getFrame)(mlt_producer_s*, mlt_frame_s**, int));
+
 // A piece of a track: frames in.. of a producer shown from frame first for length
 // frames, fitted by a stretch mode (0 to 3; -1 as it comes), keyed when keyed.
 struct TrackPiece
@@ -53,6 +61,8 @@ struct TrackPiece
     int32_t length = 0;
     Mlt::Producer* producer = nullptr; // the track keeps a reference of its own
     int32_t in = 0;
+    // A still: each of its frames is the picture at in, whatever the frame.
+    bool still = false;
     int fitMode = -1;
     bool keyed = false;
     int keyRed = 0, keyGreen = 0, keyBlue = 0;

@@ -54,6 +54,8 @@ struct VideoSource
     // The next picture of the file; false at its end.
     bool Decode();
     void Seek(int64_t index);
+    void Rewind();
+    void Restart();
     int64_t IndexOf(int64_t pts) const;
 
     std::mutex mutex; // the pictures' workers share the decoder
@@ -72,6 +74,7 @@ struct VideoSource
     int64_t heldIndex = -1;      // its index in the file's rate
     int64_t lastRequest = -1;    // the index last asked for
     bool draining = false;
+    bool rewound = false;
 };
 
 bool VideoSource::OpenDecoder(int containerIndex, int threads)
@@ -110,6 +113,20 @@ void VideoSource::Seek(int64_t index)
 {
     const int64_t target = startPts + static_cast<int64_t>(index / sourceFps / av_q2d(stream->time_base));
     av_seek_frame(format, stream->index, target, AVSEEK_FLAG_BACKWARD);
+    Restart();
+}
+
+void VideoSource::Rewind()
+{
+    // By bytes: a file without an index (MPEG) may not seek to a time before its first
+    // key frame.
+    if (av_seek_frame(format, -1, 0, AVSEEK_FLAG_BYTE) < 0)
+        av_seek_frame(format, stream->index, startPts, AVSEEK_FLAG_BACKWARD);
+    Restart();
+}
+
+void VideoSource::Restart()
+{
     avcodec_flush_buffers(codec);
     held = false;
     draining = false;
@@ -146,14 +163,25 @@ bool VideoSource::Fetch(int64_t position)
     const int64_t index = std::llround(position / profileFps * sourceFps);
     if (held && index == lastRequest)
         return true;
-    // Backwards, or far ahead: from the key frame before.
-    if (!held || index < lastRequest || index > heldIndex + static_cast<int64_t>(2 * sourceFps) + 1)
+    // Backwards, or far ahead: from the key frame before. Near the start the file is
+    // read from its beginning, where it stands when opened.
+    const int64_t far = static_cast<int64_t>(2 * sourceFps) + 1;
+    if (held ? index < lastRequest || index > heldIndex + far : index > far)
         Seek(index);
     lastRequest = index;
+    bool first = true;
     while (!held || heldIndex < index) {
         if (!Decode())
             break; // past the end: the last picture stays
+        // A seek that landed past the picture asked for: from the beginning, then.
+        if (first && heldIndex > index && !rewound) {
+            rewound = true;
+            Rewind();
+            continue;
+        }
+        first = false;
     }
+    rewound = false;
     return held;
 }
 
@@ -234,7 +262,7 @@ void* CreateVideo(mlt_profile profile, mlt_service_type, const char*, const void
     if (avformat_open_input(&source->format, source->path.c_str(), nullptr, nullptr) < 0
         || avformat_find_stream_info(source->format, nullptr) < 0)
         return nullptr;
-    mlt_producer producer = mlt_producer_new(profile);
+    mlt_producer producer = NewProducer(profile, VideoGetFrame);
     if (!producer)
         return nullptr;
     mlt_properties properties = MLT_PRODUCER_PROPERTIES(producer);
@@ -246,7 +274,6 @@ void* CreateVideo(mlt_profile profile, mlt_service_type, const char*, const void
     mlt_properties_set_int(properties, "out", frames - 1);
     mlt_properties_set_data(properties, "_source", source.release(), 0,
                             [](void* data) { delete static_cast<VideoSource*>(data); }, nullptr);
-    producer->get_frame = VideoGetFrame;
     return producer;
 }
 
