@@ -17,6 +17,7 @@
 #include <QTest>
 
 #include <cmath>
+#include <random>
 #include <mutex>
 
 namespace {
@@ -182,6 +183,26 @@ void TestTarnwickRender::overlayKeysOutItsColour()
     QVERIFY(!IsKeyed(81, 90, 240, 0, 255, 0, Tarnwick::KeyTolerance));  // red
     QVERIFY(IsKeyed(81, 90, 240, 255, 0, 0, Tarnwick::KeyTolerance));
     QVERIFY(!IsKeyed(143, 70, 54, 0, 255, 0, 0.01));
+    // Over whole pictures (odd sizes too), pixel for pixel as IsKeyed decides: random
+    // lumas over chroma blocks that repeat and change, near the key and far from it.
+    std::mt19937 random(11);
+    for (QSize size : {QSize(64, 48), QSize(33, 17)}) {
+        const int w = size.width(), h = size.height(), cw = (w + 1) / 2, ch = (h + 1) / 2;
+        std::vector<uint8_t> picture(static_cast<size_t>(w * h + 2 * cw * ch));
+        for (size_t i = 0; i < picture.size(); ++i)
+            picture[i] = static_cast<uint8_t>(i < size_t(w * h) ? random() % 256 : 40 + random() % 8 * 8);
+        std::vector<uint8_t> alpha(static_cast<size_t>(w * h));
+        Tarnwick::MltServices::KeyPicture(picture.data(), w, h, 0, 255, 0, 0.4, alpha.data());
+        int keyed = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const int u = picture[w * h + (y / 2) * cw + x / 2], v = picture[w * h + cw * ch + (y / 2) * cw + x / 2];
+                const bool expected = IsKeyed(picture[y * w + x], u, v, 0, 255, 0, 0.4);
+                QVERIFY2(alpha[y * w + x] == (expected ? 0 : 255), qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+                keyed += expected;
+            }
+        QVERIFY(keyed > 0 && keyed < w * h);
+    }
 
     QVERIFY(m_tl->AppendSource(m_video, Stream("blue.avi"), 0));
     QVERIFY(m_tl->AppendSource(m_overlay, Stream("greenkey.avi"), 0));

@@ -162,20 +162,12 @@ private:
     std::unique_ptr<Block[]> m_blocks;
 };
 
-// The key of a piece rides on its frame: colour and reach, pushed with the step.
-int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
+// The alpha of a YUV 4:2:0 picture keyed on a colour (red, green, blue in the low three
+// bytes) within reach: 0 where keyed, 255 elsewhere.
+void KeyAlpha(const uint8_t* image, int w, int h, int color, int reach, uint8_t* alpha)
 {
-    const int color = mlt_frame_pop_service_int(frame);
-    const int reach = mlt_frame_pop_service_int(frame);
-    *format = mlt_image_yuv420p;
-    const int error = mlt_frame_get_image(frame, image, format, width, height, 0);
-    if (error || *format != mlt_image_yuv420p || *width <= 0 || *height <= 0)
-        return error;
     KeyTable& table = KeyTable::Of(color, reach);
-
-    const int w = *width, h = *height;
-    const Planes planes = PlanesOf(*image, w, h);
-    auto* alpha = static_cast<uint8_t*>(mlt_pool_alloc(w * h));
+    const Planes planes = PlanesOf(const_cast<uint8_t*>(image), w, h);
     // A block of up to 2x2 pixels shares its chroma, and so its bits; neighbouring blocks
     // mostly share their chroma too, so the bits are taken again only when it changes.
     auto opacity = [](const uint64_t* words, int luma) {
@@ -210,6 +202,20 @@ int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
             }
         }
     }
+}
+
+// The key of a piece rides on its frame: colour and reach, pushed with the step.
+int KeyGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int* width, int* height, int)
+{
+    const int color = mlt_frame_pop_service_int(frame);
+    const int reach = mlt_frame_pop_service_int(frame);
+    *format = mlt_image_yuv420p;
+    const int error = mlt_frame_get_image(frame, image, format, width, height, 0);
+    if (error || *format != mlt_image_yuv420p || *width <= 0 || *height <= 0)
+        return error;
+    const int w = *width, h = *height;
+    auto* alpha = static_cast<uint8_t*>(mlt_pool_alloc(w * h));
+    KeyAlpha(*image, w, h, color, reach, alpha);
     mlt_frame_set_alpha(frame, alpha, w * h, mlt_pool_release);
     return 0;
 }
@@ -623,6 +629,12 @@ void* CreateOver(mlt_profile, mlt_service_type, const char*, const void*)
 }
 
 } // namespace
+
+void KeyPicture(const uint8_t* image, int width, int height, int red, int green, int blue, double tolerance,
+                uint8_t* alpha)
+{
+    KeyAlpha(image, width, height, (red & 0xFF) | (green & 0xFF) << 8 | (blue & 0xFF) << 16, KeyReach(tolerance), alpha);
+}
 
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance)
 {

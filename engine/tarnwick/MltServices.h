@@ -75,5 +75,8 @@ std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<Trac
 
 // The keying decision for one pixel, as the filter makes it (for tests).
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance);
+// The alpha the filter makes of a YUV 4:2:0 picture (for tests): 0 keyed, 255 not.
+void KeyPicture(const uint8_t* image, int width, int height, int red, int green, int blue, double tolerance,
+                uint8_t* alpha);
 
 } // namespace Tarnwick::MltServices
