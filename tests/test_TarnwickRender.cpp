@@ -100,6 +100,7 @@ private slots:
     void sourcesGapsAndSpeed();
     void overlayKeysOutItsColour();
     void effectsActOnlyOverTheirRange();
+    void pixelateTakesEachBlocksMean();
     void stretchModesFitAWidePicture();
     void stillsShowAsTheInstantPreviewShowsThem();
     void filesWhoseHeadersLieOrAreSilentPlayTheirLength();
@@ -259,6 +260,29 @@ void TestTarnwickRender::effectsActOnlyOverTheirRange()
     QVERIFY(qGray(At(0, 10, 100)) < 20);
     QVERIFY2(qGray(At(1000, 10, 100)) > 100, qPrintable(Rgb(At(1000, 10, 100))));
     QVERIFY(qGray(At(1960, 10, 100)) < 30);
+}
+
+void TestTarnwickRender::pixelateTakesEachBlocksMean()
+{
+    // Blocks of a 25th of the width by a 20th of the height (12 x 12 at 320 x 240), each
+    // one colour: the mean of the block it covers.
+    QVERIFY(m_tl->AppendSource(m_video, Stream("video.avi"), 0));
+    const QImage plain = m_engine->RenderFrame(1000);
+    QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Pixelate"), 0, 2000));
+    const QImage blocks = m_engine->RenderFrame(1000);
+    for (QPoint corner : {QPoint(0, 0), QPoint(48, 96), QPoint(156, 108), QPoint(300, 228)}) {
+        double r = 0, g = 0, b = 0;
+        const QRgb first = blocks.pixel(corner);
+        for (int y = corner.y(); y < std::min(corner.y() + 12, 240); ++y)
+            for (int x = corner.x(); x < std::min(corner.x() + 12, 320); ++x) {
+                QVERIFY2(Near(blocks.pixel(x, y), qRed(first), qGreen(first), qBlue(first), 6),
+                         qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+                r += qRed(plain.pixel(x, y)), g += qGreen(plain.pixel(x, y)), b += qBlue(plain.pixel(x, y));
+            }
+        const int n = std::min(12, 320 - corner.x()) * std::min(12, 240 - corner.y());
+        QVERIFY2(Near(first, r / n, g / n, b / n, 24),
+                 qPrintable(Rgb(first) + QStringLiteral(" against the mean (%1,%2,%3)").arg(r / n).arg(g / n).arg(b / n)));
+    }
 }
 
 void TestTarnwickRender::stretchModesFitAWidePicture()
