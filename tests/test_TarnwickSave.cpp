@@ -555,7 +555,8 @@ void TestTarnwickSave::readBackTellsWhatDiffers()
     wrong.lengthMs = 2200;
     wrong.sampleRate = 44100;
     const QStringList differences = Tarnwick::MovieFile::Differences(path, wrong);
-    QCOMPARE(differences.size(), 5);
+    QCOMPARE(differences.size(), 6); // the sound's length too
+    QVERIFY(differences.join(u' ').contains(QStringLiteral("lasts 2000 ms, not 2200 ms")));
     QVERIFY(differences.join(u' ').contains(QStringLiteral("not 640 x 240")));
     QVERIFY(differences.join(u' ').contains(QStringLiteral("30 pictures, not 31")));
     wrong = right;

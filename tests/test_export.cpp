@@ -9,6 +9,7 @@
 
 #include "core/QmDiskSpace.h"
 #include "core/QmDimensionBoxes.h"
+#include "core/QmNumbers.h"
 #include "core/QmDialogs.h"
 #include "core/QmSettings.h"
 #include "core/QmShared.h"
@@ -131,6 +132,7 @@ private slots:
     void cancelKeepsTheDialogueAndThePartialMovie();
     void diskRuleStopsTheSave();
     void refusalsKeepTheDialogue();
+    void rowsChooseTheTracksSaved();
 
 private:
     // The dialogue filled for the timeline as it stands, without showing it.
@@ -663,16 +665,23 @@ void TestExport::saveRunsToTheEndWithPreviewAndFields()
 void TestExport::cancelKeepsTheDialogueAndThePartialMovie()
 {
     PutLongTimeline();
-    QmSettings::SaveSetting(kSaveOptions, QStringLiteral("Video Dimension"), QStringLiteral("640 x 480"));
+    QmSettings::SaveSetting(kSaveOptions, QStringLiteral("Video Dimension"), QStringLiteral("160 x 120"));
     QmSettings::SaveSetting(kSaveOptions, QStringLiteral("FPS"), QStringLiteral("25"));
     Open();
     const QString path = m_folder.filePath(QStringLiteral("cancelled.avi"));
     int32_t saved = 0;
     Save(path, [&](QDialog& progress) {
-        QTRY_VERIFY_WITH_TIMEOUT(frmProgressBar::instance()->SavedSoFar() > 0, 30000);
-        QVERIFY(In<QLabel>(&progress, "lblFramesSaved")->text().startsWith(u"Saved: 0:00:"));
-        QVERIFY(In<QLabel>(&progress, "lblFramesSaved")->text().endsWith(u" of 0:10:00"));
-        QVERIFY(In<QLabel>(&progress, "lblComplete")->text().endsWith(u"% complete"));
+        // The bar follows the engine's position; the percentage shows the bar as it
+        // stood before the tick, one tick behind.
+        auto* bar = In<QProgressBar>(&progress, "pbr");
+        QTRY_VERIFY_WITH_TIMEOUT(bar->value() >= 2, 30000);
+        const int value = bar->value();
+        QCOMPARE(value, QmNumbers::CLng(frmProgressBar::instance()->SavedSoFar() * 100.0 / 600000));
+        auto* label = In<QLabel>(&progress, "lblFramesSaved");
+        const QString before = label->text();
+        QVERIFY(before.startsWith(u"Saved: 0:0") && before.endsWith(u" of 0:10:00"));
+        QTRY_VERIFY(label->text() != before);
+        QCOMPARE(In<QLabel>(&progress, "lblComplete")->text(), QString::number(value) + QStringLiteral("% complete"));
         In<QPushButton>(&progress, "cmdCancel")->click();
         QVERIFY(!frmProgressBar::instance()->tmSave()->isActive());
         saved = Eng<ITWSave>().GetSaveState();
@@ -774,6 +783,23 @@ void TestExport::refusalsKeepTheDialogue()
     });
     QmTest::Main()->OnActionsClick(QStringLiteral("Save Timeline..."));
     QCOMPARE(opened, QStringLiteral("frmExportTimeline"));
+}
+
+void TestExport::rowsChooseTheTracksSaved()
+{
+    // A row not chosen before one chosen: each row keeps its own track.
+    QVERIFY(Tl().AppendSource(Video(), Stream("red.avi"), 0));
+    QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Fade"), 0, 2000));
+    QVERIFY(Tl().AppendSource(QmTest::Audio1(), Stream("sine440.wav"), 0));
+    Open();
+    QCOMPARE(Rows(), (QStringList{"Video*", "Effect*", "Audio 1*"}));
+    SelectRows({QStringLiteral("Effect"), QStringLiteral("Audio 1")});
+    const QString path = m_folder.filePath(QStringLiteral("sound.avi"));
+    Save(path);
+    QmScript::TakeOpened();
+    const Probe probe(path);
+    QVERIFY(probe.video.isEmpty());
+    QCOMPARE(probe.audio.value("codec_name").toString(), QStringLiteral("pcm_s16le"));
 }
 
 QM_TEST_MAIN(TestExport)

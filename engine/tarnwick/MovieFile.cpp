@@ -147,20 +147,36 @@ QStringList Differences(const QString& path, const Expected& expected, const std
             differences << QStringLiteral("It holds %1 pictures, not %2.").arg(frames).arg(expected.frames);
     }
 
-    // The length within one frame of the stretch saved: the longest stream's, since
-    // containers count their own start (ASF puts the pictures a little late).
-    double lengthMs = 0.0;
-    for (unsigned i = 0; i < input->nb_streams; ++i) {
-        const AVStream* stream = input->streams[i];
-        if (stream->duration > 0)
-            lengthMs = std::max(lengthMs, stream->duration * av_q2d(stream->time_base) * 1000.0);
-    }
-    if (lengthMs <= 0.0 && input->duration > 0)
-        lengthMs = input->duration / 1000.0;
+    // The length within one frame of the stretch saved: the pictures' where there are
+    // any, else the sound's, by its packets (AVI's reader counts its header into the
+    // length of a sound stream). A compressor's last sound frame may run over.
+    auto streamMs = [&](int index) {
+        const AVStream* stream = input->streams[index];
+        return stream->duration > 0 ? stream->duration * av_q2d(stream->time_base) * 1000.0 : input->duration / 1000.0;
+    };
     const double frameMs = expected.videoCodec.isEmpty() ? 0.0 : 1000.0 / std::max(1.0, expected.frameRate);
     const double toleranceMs = std::max({frameMs, expected.soundFrameMs, 1.0}) + 0.5;
+    double lengthMs = 0.0;
+    if (videoIndex >= 0 && !expected.videoCodec.isEmpty()) {
+        lengthMs = streamMs(videoIndex);
+    } else if (audioIndex >= 0) {
+        av_seek_frame(input.get(), -1, 0, AVSEEK_FLAG_BYTE);
+        int64_t ticks = 0;
+        AVPacket* packet = av_packet_alloc();
+        while ((!stop || !*stop) && av_read_frame(input.get(), packet) >= 0) {
+            if (packet->stream_index == audioIndex)
+                ticks += packet->duration;
+            av_packet_unref(packet);
+        }
+        av_packet_free(&packet);
+        lengthMs = ticks > 0 ? ticks * av_q2d(input->streams[audioIndex]->time_base) * 1000.0 : streamMs(audioIndex);
+    }
     if (std::fabs(lengthMs - expected.lengthMs) > toleranceMs)
         differences << QStringLiteral("It lasts %1 ms, not %2 ms.").arg(std::lround(lengthMs)).arg(expected.lengthMs);
+    if (audioIndex >= 0 && !expected.audioCodec.isEmpty() && !expected.videoCodec.isEmpty()
+        && std::fabs(streamMs(audioIndex) - expected.lengthMs) > std::max(toleranceMs, 1000.0 / 25 + 0.5))
+        differences << QStringLiteral("Its sound lasts %1 ms, not %2 ms.")
+                           .arg(std::lround(streamMs(audioIndex))).arg(expected.lengthMs);
     return differences;
 }
 

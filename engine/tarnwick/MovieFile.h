@@ -28,8 +28,8 @@ struct Expected
 };
 
 // Where the file differs from what was asked, one sentence each; empty when it does not.
-// Its length is its longest stream's, which may exceed the stretch by a picture, or by a
-// frame of the sound compressor.
+// Its length is its pictures', or without pictures its sound's; either may exceed the
+// stretch by a picture, or by a frame of the sound compressor.
 // A stop set from another thread ends the reading early, with what was found so far.
 QStringList Differences(const QString& path, const Expected& expected, const std::atomic<bool>* stop = nullptr);
 
