@@ -5,6 +5,10 @@
 
 #include "core/QmShared.h"
 #include "engine/CreateObject.h"
+#include "engine/ITWCoreRoot.h"
+#include "engine/ITWKeyTransition.h"
+#include "engine/ITWMediaFiles.h"
+#include "engine/ITWTimeline.h"
 #include "media/moduleTarnwick.h"
 #include "shell/mdiTarnwick.h"
 
@@ -79,6 +83,41 @@ inline bool MakeMedia(const QString& folder, int seconds)
                       folder + "/a1.wav"})
            && Ffmpeg({"-f", "lavfi", "-i", "sine=frequency=660:sample_rate=48000:duration=" + length, "-ac", "2",
                       folder + "/a2.wav"});
+}
+
+// The tracks of the reference project.
+struct ReferenceTracks
+{
+    int32_t video = 0, overlay = 0, audio1 = 0, audio2 = 0;
+};
+
+// The reference project on an engine object, from MakeMedia's files in folder: main.avi
+// on the video track with an effect from start to stop, key.avi over the whole of it on
+// the overlay keyed on its green, a1.wav and a2.wav on the sound tracks; 640x480.
+inline ReferenceTracks BuildReferenceTimeline(ITWObject* object, const QString& folder, int seconds,
+                                              const QString& effect, int32_t start, int32_t stop)
+{
+    auto& tl = TWCast<ITWTimeline>(object);
+    auto open = [&](const char* name) {
+        const int32_t file = TWCast<ITWCoreRoot>(object).OpenFile(folder + u'/' + QLatin1String(name));
+        return TWCast<ITWMediaFiles>(object).OpenStream(file, 0);
+    };
+    ReferenceTracks tracks;
+    tracks.video = tl.CreateTrack(true);
+    tracks.overlay = tl.CreateTrack(true);
+    tracks.audio1 = tl.CreateTrack(false);
+    tracks.audio2 = tl.CreateTrack(false);
+    tl.SetFrameSize(640, 480);
+    tl.AppendSource(tracks.video, open("main.avi"), 0);
+    tl.AppendSource(tracks.overlay, open("key.avi"), 0);
+    tl.AddTransitionAt(tracks.overlay, QStringLiteral("DxtKey"), 0, seconds * 1000);
+    auto& key = TWCast<ITWKeyTransition>(object);
+    key.SetKeyParameter(tracks.overlay, 0, QStringLiteral("KeyType"), 0);
+    key.SetKeyColor(tracks.overlay, 0, 0, 255, 0);
+    tl.AddEffectAt(tracks.video, effect, start, stop);
+    tl.AppendSource(tracks.audio1, open("a1.wav"), 0);
+    tl.AppendSource(tracks.audio2, open("a2.wav"), 0);
+    return tracks;
 }
 
 } // namespace QmBench

@@ -64,22 +64,9 @@ int main(int argc, char* argv[])
     std::shared_ptr<ITWObject> object = CreateObject(QStringLiteral("TWCore.TarnwickTimeline"));
     auto* engine = dynamic_cast<TarnwickTimeline*>(object.get());
     auto& tl = TWCast<ITWTimeline>(object.get());
-    auto open = [&](const char* name) {
-        const int32_t file = TWCast<ITWCoreRoot>(object.get()).OpenFile(folder.path() + u'/' + QLatin1String(name));
-        return TWCast<ITWMediaFiles>(object.get()).OpenStream(file, 0);
-    };
-    const int32_t video = tl.CreateTrack(true), overlay = tl.CreateTrack(true);
-    const int32_t audio1 = tl.CreateTrack(false), audio2 = tl.CreateTrack(false);
-    tl.SetFrameSize(640, 480);
-    tl.AppendSource(video, open("main.avi"), 0);
-    tl.AppendSource(overlay, open("key.avi"), 0);
-    tl.AddTransitionAt(overlay, QStringLiteral("DxtKey"), 0, kSeconds * 1000);
-    auto& key = TWCast<ITWKeyTransition>(object.get());
-    key.SetKeyParameter(overlay, 0, QStringLiteral("KeyType"), 0);
-    key.SetKeyColor(overlay, 0, 0, 255, 0);
-    tl.AddEffectAt(video, QStringLiteral("Blur"), 2000, 8000);
-    tl.AppendSource(audio1, open("a1.wav"), 0);
-    tl.AppendSource(audio2, open("a2.wav"), 0);
+    const QmBench::ReferenceTracks tracks =
+        QmBench::BuildReferenceTimeline(object.get(), folder.path(), kSeconds, QStringLiteral("Blur"), 2000, 8000);
+    const int32_t overlay = tracks.overlay;
 
     // "--render" measures the throughput alone.
     const bool renderOnly = app.arguments().contains(QStringLiteral("--render"));

@@ -10,7 +10,6 @@
 #include "core/QmTrap.h"
 #include "core/moduleUtilities.h"
 #include "engine/ITWMediaFiles.h"
-#include "engine/ITWProfiles.h"
 #include "engine/ITWSave.h"
 #include "engine/ITWStreamInfo.h"
 #include "engine/ITWTimeline.h"
@@ -315,24 +314,7 @@ void frmAdvancedSaveOptions::cboProfile_Click()
 void frmAdvancedSaveOptions::FillProfileProperties()
 {
     QmTrap::Run(kModule, QStringLiteral("FillProfileProperties"), [this] {
-        auto& profiles = Eng<ITWProfiles>();
-        int16_t fps = 0, width = 0, height = 0;
-        int32_t frequency = 0;
-        if (moduleProfiles::OpenListedProfile(ui->cboProfile->currentText())) {
-            const int16_t count = profiles.GetStreamCount();
-            for (int16_t i = 0; i < count; ++i) {
-                profiles.SelectStream(i);
-                if (profiles.GetStreamType() == ITWProfiles::VideoStream) {
-                    fps = profiles.GetVideoFps();
-                    width = profiles.GetVideoWidth();
-                    height = profiles.GetVideoHeight();
-                } else {
-                    frequency = profiles.GetAudioSampleRate();
-                }
-                profiles.CloseStream();
-            }
-            profiles.CloseProfile();
-        }
+        const auto [fps, width, height, frequency] = moduleProfiles::ReadProfileFacts(ui->cboProfile->currentText());
         ui->txtDimension->setText(width > 0 ? QString::number(width) + QStringLiteral(" x ") + QString::number(height)
                                                   + QStringLiteral(" pixels")
                                             : QStringLiteral("- "));

@@ -12,7 +12,6 @@
 #include "core/moduleUtilities.h"
 #include "editing/moduleTWState.h"
 #include "engine/ITWCoreRoot.h"
-#include "engine/ITWProfiles.h"
 #include "engine/ITWSave.h"
 #include "engine/ITWTimeline.h"
 #include "export/frmAdvancedSaveOptions.h"
@@ -250,22 +249,8 @@ void frmExportTimeline::optAVI_Click()
 void frmExportTimeline::optWMF_Click()
 {
     QmTrap::Run(kModule, QStringLiteral("optWMF_Click"), [this] {
-        auto& profiles = Eng<ITWProfiles>();
-        const QString name = Eng<ITWSave>().GetVideoProfile(260).trimmed();
-        int16_t fps = 0, width = 0, height = 0;
-        if (moduleProfiles::OpenListedProfile(name)) {
-            const int16_t count = profiles.GetStreamCount();
-            for (int16_t i = 0; i < count; ++i) {
-                profiles.SelectStream(i);
-                if (profiles.GetStreamType() == ITWProfiles::VideoStream) {
-                    fps = profiles.GetVideoFps();
-                    width = profiles.GetVideoWidth();
-                    height = profiles.GetVideoHeight();
-                }
-                profiles.CloseStream();
-            }
-            profiles.CloseProfile();
-        }
+        const auto [fps, width, height, sampleRate] =
+            moduleProfiles::ReadProfileFacts(Eng<ITWSave>().GetVideoProfile(260).trimmed());
         ui->lblFPS->setText(fps < 1 ? QStringLiteral("-") : QString::number(fps));
         ui->lblVideoDim->setText(width < 1 ? QStringLiteral("-")
                                            : QString::number(width) + QStringLiteral(" x ") + QString::number(height)

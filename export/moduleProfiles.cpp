@@ -165,4 +165,26 @@ bool OpenListedProfile(const QString& name)
     return IsSystemProfile(name) ? engine.OpenSystemProfile(GetSysProfileIndex(name)) : engine.OpenProfile(name);
 }
 
+ProfileFacts ReadProfileFacts(const QString& name)
+{
+    ITWProfiles& engine = Profiles();
+    ProfileFacts facts;
+    if (!OpenListedProfile(name))
+        return facts;
+    const int16_t count = engine.GetStreamCount();
+    for (int16_t i = 0; i < count; ++i) {
+        engine.SelectStream(i);
+        if (engine.GetStreamType() == ITWProfiles::VideoStream) {
+            facts.fps = engine.GetVideoFps();
+            facts.width = engine.GetVideoWidth();
+            facts.height = engine.GetVideoHeight();
+        } else {
+            facts.sampleRate = engine.GetAudioSampleRate();
+        }
+        engine.CloseStream();
+    }
+    engine.CloseProfile();
+    return facts;
+}
+
 } // namespace moduleProfiles

@@ -41,4 +41,15 @@ bool IsVideoStreamPresent();
 // name. True when it opened.
 bool OpenListedProfile(const QString& name);
 
+// What the save screens show of a profile: its (last) video stream's rate and size and
+// its sound's sample rate; zeros for what it has not, or when it does not open.
+struct ProfileFacts
+{
+    int16_t fps = 0;
+    int16_t width = 0;
+    int16_t height = 0;
+    int32_t sampleRate = 0;
+};
+ProfileFacts ReadProfileFacts(const QString& name);
+
 } // namespace moduleProfiles
