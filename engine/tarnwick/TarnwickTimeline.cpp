@@ -6,6 +6,7 @@
 #include "engine/tarnwick/TarnwickKeyTransition.h"
 #include "engine/tarnwick/TarnwickMediaFiles.h"
 #include "engine/tarnwick/TarnwickPreview.h"
+#include "engine/tarnwick/TarnwickProjectStore.h"
 #include "engine/tarnwick/TarnwickStreamInfo.h"
 #include "engine/tarnwick/TarnwickTracks.h"
 
@@ -30,6 +31,7 @@ TarnwickTimeline::TarnwickTimeline()
     Add<ITWKeyTransition>(std::make_unique<TarnwickKeyTransition>(m_state));
     Add<ITWPreview>(std::make_unique<TarnwickPreview>(m_state));
     Add<ITWFilePreview>(std::make_unique<TarnwickFilePreview>());
+    Add<ITWProjectStore>(std::make_unique<TarnwickProjectStore>(m_state));
 }
 
 TarnwickTimeline::~TarnwickTimeline() = default;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/tarnwick/MediaProbe.h"
+#include "engine/tarnwick/MltServices.h"
 #include "engine/tarnwick/TimelineModel.h"
 
 #include <QString>
@@ -8,6 +9,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace Mlt {
@@ -50,6 +53,8 @@ struct GraphParts
 
 // Sets a profile for the graph: the frame size, GraphFps, square pixels.
 void SetGraphProfile(Mlt::Profile& profile, int width, int height);
+// A width or height as the graph's profile takes it: even, and at least 16 pixels.
+int GraphDimension(int pixels);
 
 int32_t MsToFrame(int32_t ms);
 int32_t FrameToMs(int32_t frame);
@@ -61,9 +66,40 @@ int32_t FrameToMs(int32_t frame);
 class ProducerCache;
 std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile);
 
-// The graph of the model on profile (set by SetGraphProfile). The overlay track is the
-// one model track that holds transitions; the video track is the first video track
-// without any. Without a cache the graph opens its files for itself.
+// The graph as plain data, before any of it is made in MLT: what the preview plays and
+// the renders render is built from it, and a saved project writes it as MLT's XML, so
+// that all of them are one graph.
+//
+// Bottom to top: the black ground (implied), then one layer per track that takes part,
+// each a track of pieces joined to the ground by "quillmont_over" (pictures) or "mix"
+// (sound).
+struct FilterPlan
+{
+    std::string service;
+    std::vector<std::pair<std::string, std::string>> properties;
+    int32_t in = 0;
+    int32_t out = 0;
+};
+struct LayerPlan
+{
+    MltServices::TrackSpec track;
+    bool sound = false;
+    std::vector<FilterPlan> filters; // the effects, on the video layer
+};
+struct GraphPlan
+{
+    int32_t frames = 1;
+    std::vector<LayerPlan> layers;
+};
+
+// The plan of the model's graph. The first video track is the video track proper; later
+// ones are overlays. Reads the model and the lookup only: it can run on any thread.
+GraphPlan PlanTimelineGraph(const TimelineModel& model, const StreamLookup& lookup, const GraphParts& parts = {});
+// The plan made in MLT on profile (set by SetGraphProfile); without a cache the graph
+// opens its files for itself.
+std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, const GraphPlan& plan, ProducerCache* cache = nullptr);
+
+// The graph of the model on profile: BuildGraph of its plan.
 std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
                                                  const StreamLookup& lookup, const GraphParts& parts = {},
                                                  ProducerCache* cache = nullptr);
