@@ -7,6 +7,7 @@
 #include "core/QmShared.h"
 #include "engine/ITWCoreRoot.h"
 #include "media/moduleTarnwick.h"
+#include "project/ModuleProject.h"
 #include "shell/mdiTarnwick.h"
 
 #include <QApplication>
@@ -129,5 +130,6 @@ void frmSplash::Load()
     Unload();
     main->show();
     QApplication::processEvents();
+    ModuleProject::OpenCommandLine(QCoreApplication::arguments().mid(1).join(u' '));
     main->StartTutorialIfWanted();
 }

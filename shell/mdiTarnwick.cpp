@@ -16,6 +16,7 @@
 #include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
 #include "preview/frmPreview.h"
+#include "project/ModuleProject.h"
 #include "shell/QmCommands.h"
 #include "shell/QmMenuArray.h"
 #include "shell/frmTools.h"
@@ -599,6 +600,7 @@ void mdiTarnwick::RegisterCommands()
     frmPreview::RegisterCommands();
     ModuleHistory::RegisterCommands();
     moduleEdit::RegisterCommands();
+    ModuleProject::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
@@ -653,6 +655,7 @@ void mdiTarnwick::Load()
         }();
         Q_UNUSED(registered);
         ModuleHistory::Install();
+        ModuleProject::Install();
         ProjectLoadLock = false;
         EnableOrDisableMenuItems();
         for (QMdiSubWindow* window : m_panelWindows)
@@ -769,12 +772,11 @@ void mdiTarnwick::closeEvent(QCloseEvent* event)
             if (answer == QmMsgBox::Cancel) {
                 cancel = true;
             } else if (answer == QmMsgBox::Yes) {
-                // Saving a project arrives with the project files; until then the
-                // window stays open rather than lose the work.
-                cancel = !HasCommand(QStringLiteral("mnuFileSaveProject"));
-                if (!cancel)
-                    RunCommand(QStringLiteral("mnuFileSaveProject"));
-                cancel = cancel || ProjectModified;
+                // A save cancelled, or one that failed, keeps the window open rather
+                // than lose the work.
+                ModuleProject::SaveCancelled = false;
+                RunCommand(QStringLiteral("mnuFileSaveProject"));
+                cancel = ModuleProject::SaveCancelled || ProjectModified;
             }
         }
     });
