@@ -36,6 +36,7 @@
 
 #include <QApplication>
 #include <QFileInfo>
+#include <QElapsedTimer>
 #include <QTimer>
 
 #include <limits>
@@ -243,10 +244,16 @@ void OfferInterruptedSave(const QString& path, const QString& temporary)
         QmXml::Rename(temporary, path);
 }
 
-// Lets the window repaint while a long load goes on; the user's input waits for its end.
+// Lets the window repaint while a long load goes on, a few times a second: often enough
+// to show the progress, seldom enough that painting costs the load little. The user's
+// input waits for its end.
 void KeepResponsive()
 {
+    static QElapsedTimer since;
+    if (since.isValid() && since.elapsed() < 40)
+        return;
     QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    since.start();
 }
 
 // The one file of a project's media list that is missing: the user may find it under
