@@ -7,6 +7,7 @@
 #include "core/QmTrap.h"
 #include "entry/frmSplash.h"
 #include "engine/CreateObject.h"
+#include "project/ModuleRecovery.h"
 #include "report/frmbug.h"
 #include "shell/ModuleSettings.h"
 #include "shell/mdiTarnwick.h"
@@ -86,6 +87,8 @@ int QuillmontMain(int argc, char* argv[])
         return 0;
     EntryRoutine::StartStartupProbe();
     const int code = app.exec();
+    // A clean exit: nothing is left to recover.
+    ModuleRecovery::Finish();
     // The engine's players run threads of MLT, which closes itself at exit: they stop
     // while MLT is still there.
     QmShared::Engine.reset();

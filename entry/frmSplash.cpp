@@ -7,7 +7,8 @@
 #include "core/QmShared.h"
 #include "engine/ITWCoreRoot.h"
 #include "media/moduleTarnwick.h"
-#include "project/ModuleProject.h"
+#include "project/ModuleRecovery.h"
+#include "shell/QmScriptRun.h"
 #include "shell/mdiTarnwick.h"
 
 #include <QApplication>
@@ -130,6 +131,7 @@ void frmSplash::Load()
     Unload();
     main->show();
     QApplication::processEvents();
-    ModuleProject::OpenCommandLine(QCoreApplication::arguments().mid(1).join(u' '));
+    ModuleRecovery::StartUp(QCoreApplication::arguments().mid(1).join(u' '));
+    QmScriptRun::StartFromEnvironment();
     main->StartTutorialIfWanted();
 }

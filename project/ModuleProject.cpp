@@ -23,6 +23,7 @@
 #include "media/moduleTarnwick.h"
 #include "preview/ModuleTWPreview.h"
 #include "preview/frmPreview.h"
+#include "project/ModuleRecovery.h"
 #include "project/frmNewProject.h"
 #include "shell/ModuleSettings.h"
 #include "shell/QmCommands.h"
@@ -454,6 +455,8 @@ bool SaveTrapped(bool retryName, bool& again)
         [&] {
             SaveProjectBody();
             saved = true;
+            if (!ProjectModified && !MediaListDirty)
+                ModuleRecovery::Discard();
         },
         [&](const QmError& e) {
             switch (e.Number()) {
@@ -710,6 +713,7 @@ bool OpenTrapped(QString path)
             QmStatus::Show(QStringLiteral("Done"));
             QmStatus::HideProgress();
             loaded = true;
+            ModuleRecovery::Discard();
         },
         [&](const QmError& e) {
             QmStatus::Show(QStringLiteral("Error"));
@@ -754,6 +758,23 @@ bool OpenTrapped(QString path)
 void OpenProject(QString path)
 {
     OpenTrapped(std::move(path));
+}
+
+bool RestoreProject(const QString& copy, const QString& project, bool saved)
+{
+    OpeningRecentProject = true; // the copy's own name is no project to list
+    const bool loaded = OpenTrapped(copy);
+    OpeningRecentProject = false;
+    if (!loaded)
+        return false;
+    ProjectFilePath = project;
+    ProjectSaved = saved && !project.isEmpty();
+    ProjectModified = true;
+    MediaListDirty = true;
+    ProjectStarted = true;
+    SetCaption(project.isEmpty() ? kUntitled : NamedCaption(project));
+    QmCommands::RefreshStates();
+    return true;
 }
 
 // The commands.
@@ -930,6 +951,7 @@ void mnuFileCloseProject_Click()
         RefreshMenus();
         TimelineView::SetScrollValue(0);
         SetCaption(kUntitled);
+        ModuleRecovery::Discard();
     });
 }
 

@@ -63,6 +63,10 @@ QString TemporaryName(const QString& path);
 bool SaveProject();
 // Loads a project into the emptied program; quotes around the path are dropped.
 void OpenProject(QString path);
+// Loads a recovery copy as the unsaved project it was: named as the project it belongs
+// to (saved under that name when it had been), kept off the recent projects. False when
+// it could not be loaded (the load's messages said why).
+bool RestoreProject(const QString& copy, const QString& project, bool saved);
 
 void StoreMediaList(const QString& path);
 void AppendMediaListFiles();
