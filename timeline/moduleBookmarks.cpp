@@ -27,6 +27,17 @@ int LeftOf(int32_t time)
     return moduleTimeline::PixelAt(time) - MarkerOffset;
 }
 
+// Every marker but the pattern unloaded, and the list emptied.
+void UnloadMarkers()
+{
+    QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
+    while (markers.size() >= 2)
+        delete markers.takeLast();
+    BookmarkTimes.clear();
+    BookmarkCount = 0;
+    SelectedBookmark = 0;
+}
+
 } // namespace
 
 void AddBookmark()
@@ -86,12 +97,7 @@ void UpdateBookmarks(int excluded, bool show)
 void RemoveBookmarks()
 {
     QmTrap::Run(kModule, QStringLiteral("RemoveBookmarks"), [] {
-        QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
-        while (markers.size() >= 2)
-            delete markers.takeLast();
-        BookmarkTimes.clear();
-        BookmarkCount = 0;
-        SelectedBookmark = 0;
+        UnloadMarkers();
         SetBookmarkPosition(0, 0);
     });
 }
@@ -146,12 +152,7 @@ void GetBookMarkFromProject(const QString& path)
         return;
     if (times.size() > INT16_MAX) // the count is 16 bits
         throw QmError(QmErr::SubscriptOutOfRange, QStringLiteral("Too many markers."));
-    QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
-    while (markers.size() >= 2)
-        delete markers.takeLast();
-    BookmarkTimes.clear();
-    BookmarkCount = 0;
-    SelectedBookmark = 0;
+    UnloadMarkers();
     for (int i = 0; i < times.size(); ++i) {
         if (i > 0)
             frmTimeline::instance()->LoadBookmark();
