@@ -27,6 +27,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QHeaderView>
+#include <QDropEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QMouseEvent>
@@ -37,6 +38,9 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
+
+#include <utility>
 
 using namespace QmShared;
 using namespace moduleScaleRenderer;
@@ -143,7 +147,13 @@ frmTimeline::frmTimeline()
     tvwTimeline->setHeaderHidden(true);
     tvwTimeline->setIconSize(QSize(16, 16));
     tvwTimeline->setRootIsDecorated(true);
-    connect(tvwTimeline, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
+    // A press selects, as a drag of the node begins with it.
+    connect(tvwTimeline, &QTreeWidget::itemPressed, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
+    // A node dragged onto another shuffles; the list never moves its own nodes.
+    tvwTimeline->setDragEnabled(true);
+    tvwTimeline->setDragDropMode(QAbstractItemView::DragDrop);
+    tvwTimeline->setDefaultDropAction(Qt::CopyAction);
+    tvwTimeline->viewport()->installEventFilter(this);
     tvwTimeline->setWhatsThis(QStringLiteral(
         "The timeline list: every track and the items on it, in order. Click an item to select it on the timeline."));
 
@@ -480,6 +490,8 @@ void frmTimeline::RegisterCommands()
         form->ArrangeRows();
     });
     RegisterAddCommands();
+    RegisterTrackCommands();
+    ModuleTreeView::RegisterCommands();
 }
 
 void frmTimeline::ArrangeRows()
@@ -577,6 +589,8 @@ bool frmTimeline::eventFilter(QObject* watched, QEvent* event)
             auto* key = static_cast<QKeyEvent*>(event);
             Scale_KeyDown(key->key(), key->modifiers());
         }
+    } else if (watched == tvwTimeline->viewport()) {
+        return tvwTimeline_DragEvent(event) || QmPanel::eventFilter(watched, event);
     } else if (watched == picVerticalResize) {
         auto* mouse = static_cast<QMouseEvent*>(event);
         if (event->type() == QEvent::MouseButtonPress)
@@ -1109,6 +1123,46 @@ void frmTimeline::tvwTimeline_NodeClick(QTreeWidgetItem* node)
         MenuUpdate();
         RenderAllBars();
     });
+}
+
+bool frmTimeline::tvwTimeline_DragEvent(QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+        m_dragNode = tvwTimeline->itemAt(static_cast<QMouseEvent*>(event)->position().toPoint());
+        return false;
+    case QEvent::DragEnter:
+    case QEvent::DragMove: {
+        // Only the list's own nodes are taken.
+        auto* drag = static_cast<QDragMoveEvent*>(event);
+        if (drag->source() == tvwTimeline)
+            return false;
+        drag->ignore();
+        return true;
+    }
+    case QEvent::Drop: {
+        auto* drop = static_cast<QDropEvent*>(event);
+        if (drop->source() != tvwTimeline)
+            return true;
+        drop->setDropAction(Qt::CopyAction);
+        drop->accept();
+        tvwTimeline_OLEDragDrop(tvwTimeline->itemAt(drop->position().toPoint()));
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+void frmTimeline::tvwTimeline_OLEDragDrop(QTreeWidgetItem* dropNode)
+{
+    // The list is rebuilt by what the drop does: the remembered node goes at once. A
+    // node the list no longer holds was rebuilt away since its press.
+    QTreeWidgetItem* dragNode = std::exchange(m_dragNode, nullptr);
+    bool held = false;
+    for (QTreeWidgetItemIterator it(tvwTimeline); *it && !held; ++it)
+        held = *it == dragNode;
+    ModuleTreeView::OnNodeDragDrop(held ? dragNode : nullptr, dropNode);
 }
 
 void frmTimeline::picVerticalResize_MouseDown(Qt::MouseButton button, int x)
