@@ -9,6 +9,7 @@
 #include "core/QmStatus.h"
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
+#include "engine/ITWKeyTransition.h"
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
 #include "media/moduleTarnwick.h"
@@ -90,6 +91,44 @@ inline int32_t Audio1()
 inline int32_t Audio2()
 {
     return QmShared::TrackCollection.Item(3);
+}
+
+// A track's sources as "start-stop[mediaStart-mediaStop]", in list order.
+inline QString Sources(int32_t track)
+{
+    QStringList out;
+    int32_t s = 0, e = 0, ms = 0, me = 0;
+    for (int16_t seq = 0; Tl().GetSourceTimes(track, seq, s, e); ++seq) {
+        Tl().GetSourceMediaTimes(track, seq, ms, me);
+        out << QStringLiteral("%1-%2[%3-%4]").arg(s).arg(e).arg(ms).arg(me);
+    }
+    return out.join(u' ');
+}
+
+// Its effects as "name start-stop".
+inline QString Effects(int32_t track)
+{
+    QStringList out;
+    int32_t s = 0, e = 0;
+    for (int16_t seq = 0; Tl().GetEffectTimes(track, seq, s, e); ++seq)
+        out << QStringLiteral("%1 %2-%3").arg(Tl().GetEffectName(track, seq, 20)).arg(s).arg(e);
+    return out.join(u',');
+}
+
+// Its key transitions as "start-stop(red,green,blue)".
+inline QString Transitions(int32_t track)
+{
+    QStringList out;
+    auto& key = QmShared::Eng<ITWKeyTransition>();
+    int32_t s = 0, e = 0;
+    for (int16_t seq = 0; Tl().GetTransitionTimes(track, seq, s, e); ++seq)
+        out << QStringLiteral("%1-%2(%3,%4,%5)")
+                   .arg(s)
+                   .arg(e)
+                   .arg(key.GetKeyRed(track, seq))
+                   .arg(key.GetKeyGreen(track, seq))
+                   .arg(key.GetKeyBlue(track, seq));
+    return out.join(u' ');
 }
 
 // The fixture's first stream, opened once per test program; 0 when the file won't open.

@@ -29,6 +29,7 @@
 #include <QHeaderView>
 #include <QDropEvent>
 #include <QLabel>
+#include <QMimeData>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -153,6 +154,7 @@ frmTimeline::frmTimeline()
     tvwTimeline->setDragEnabled(true);
     tvwTimeline->setDragDropMode(QAbstractItemView::DragDrop);
     tvwTimeline->setDefaultDropAction(Qt::CopyAction);
+    tvwTimeline->viewport()->setAcceptDrops(true);
     tvwTimeline->viewport()->installEventFilter(this);
     tvwTimeline->setWhatsThis(QStringLiteral(
         "The timeline list: every track and the items on it, in order. Click an item to select it on the timeline."));
@@ -1127,31 +1129,21 @@ void frmTimeline::tvwTimeline_NodeClick(QTreeWidgetItem* node)
 
 bool frmTimeline::tvwTimeline_DragEvent(QEvent* event)
 {
-    switch (event->type()) {
-    case QEvent::MouseButtonPress:
+    if (event->type() == QEvent::MouseButtonPress) {
         m_dragNode = tvwTimeline->itemAt(static_cast<QMouseEvent*>(event)->position().toPoint());
         return false;
-    case QEvent::DragEnter:
-    case QEvent::DragMove: {
-        // Only the list's own nodes are taken.
-        auto* drag = static_cast<QDragMoveEvent*>(event);
-        if (drag->source() == tvwTimeline)
-            return false;
-        drag->ignore();
-        return true;
     }
-    case QEvent::Drop: {
-        auto* drop = static_cast<QDropEvent*>(event);
-        if (drop->source() != tvwTimeline)
-            return true;
+    if (event->type() != QEvent::Drop)
+        return false; // the list takes only its own nodes' drags over it
+    auto* drop = static_cast<QDropEvent*>(event);
+    const QStringList own = tvwTimeline->model()->mimeTypes();
+    if (!own.isEmpty() && drop->mimeData()->hasFormat(own.first())) {
+        // A copy, so that the dragging list removes nothing when the drag ends.
         drop->setDropAction(Qt::CopyAction);
         drop->accept();
         tvwTimeline_OLEDragDrop(tvwTimeline->itemAt(drop->position().toPoint()));
-        return true;
     }
-    default:
-        return false;
-    }
+    return true;
 }
 
 void frmTimeline::tvwTimeline_OLEDragDrop(QTreeWidgetItem* dropNode)
