@@ -126,6 +126,11 @@ void SplitEffectAt(int32_t track, int16_t seq, int32_t position, int32_t nameBuf
 // The key of an overlay's transition: its parameters cleared, "KeyType" 0, the colour.
 void ApplyTransitionKey(int32_t track, int16_t seq, int16_t red, int16_t green, int16_t blue);
 
+// Every item of one of a track's lists removed, the last first, so that none moves up at
+// each removal: a long list empties in one pass.
+enum class ItemList { Sources, Effects, Transitions };
+void RemoveAllItems(int32_t track, ItemList list);
+
 // Removes every effect of the video tracks, and redraws.
 void EmptyEffectTrack();
 // For each video track left without a source, its effects go too.

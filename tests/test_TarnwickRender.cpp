@@ -235,6 +235,31 @@ void TestTarnwickRender::effectsActOnlyOverTheirRange()
     QVERIFY(qGray(At(0, 10, 100)) < 20);
     QVERIFY2(qGray(At(1000, 10, 100)) > 100, qPrintable(Rgb(At(1000, 10, 100))));
     QVERIFY(qGray(At(1960, 10, 100)) < 30);
+
+    // Many effects on the lane: a frame goes through the one whose range holds it, as it
+    // would alone, and through each of those that lie over one another, in turn.
+    auto alone = [&](const char* effect, int32_t start, int32_t stop, int32_t at) {
+        while (m_tl->RemoveEffect(m_video, 0)) {
+        }
+        if (!m_tl->AddEffectAt(m_video, QString::fromLatin1(effect), start, stop))
+            return QImage();
+        return m_engine->RenderFrame(at);
+    };
+    const QImage blurred = alone("Blur", 0, 1000, 500), embossed = alone("Emboss", 1200, 2000, 1500);
+    const QImage embossedEarly = alone("Emboss", 0, 2000, 500), between = alone("Blur", 1200, 1300, 1100);
+    QVERIFY(!blurred.isNull() && !embossed.isNull() && !embossedEarly.isNull());
+    while (m_tl->RemoveEffect(m_video, 0)) {
+    }
+    for (int i = 0; i < 40; ++i)
+        QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Wave"), 2000 + i * 20, 2000 + i * 20 + 20));
+    QVERIFY(m_tl->InsertEffect(m_video, QStringLiteral("Emboss"), 0, 1200, 2000, 0));
+    QVERIFY(m_tl->InsertEffect(m_video, QStringLiteral("Blur"), 0, 0, 1000, 0));
+    QCOMPARE(m_engine->RenderFrame(500), blurred);
+    QCOMPARE(m_engine->RenderFrame(1500), embossed);
+    QCOMPARE(m_engine->RenderFrame(1100), between);
+    QVERIFY(m_tl->InsertEffect(m_video, QStringLiteral("Emboss"), 2, 0, 2000, 0));
+    const QImage both = m_engine->RenderFrame(500);
+    QVERIFY(both != blurred && both != embossedEarly);
 }
 
 void TestTarnwickRender::stretchModesFitAWidePicture()

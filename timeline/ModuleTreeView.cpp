@@ -15,9 +15,11 @@
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
 
+#include <QHash>
 #include <QTreeWidget>
 
 #include <algorithm>
+#include <iterator>
 
 using namespace QmShared;
 
@@ -26,8 +28,22 @@ namespace ModuleTreeView {
 namespace {
 
 const QString kModule = QStringLiteral("ModuleTreeView");
-constexpr int kTagRole = Qt::UserRole;
-constexpr int kImageRole = Qt::UserRole + 1;
+
+// A node of the list, with its tag and picture key kept on it.
+class ListNode : public QTreeWidgetItem
+{
+public:
+    static constexpr int Type = QTreeWidgetItem::UserType + 1;
+    ListNode(const QString& text, const QString& imageKey, int32_t tag)
+        : QTreeWidgetItem(QStringList{text}, Type)
+        , tag(tag)
+        , imageKey(imageKey)
+    {
+        setIcon(0, QmIcon(imageKey));
+    }
+    int32_t tag;
+    QString imageKey;
+};
 
 QTreeWidget* Tree()
 {
@@ -36,10 +52,7 @@ QTreeWidget* Tree()
 
 QTreeWidgetItem* MakeNode(QTreeWidgetItem* parent, const QString& text, const QString& imageKey, int32_t tag)
 {
-    auto* node = new QTreeWidgetItem(QStringList{text});
-    node->setData(0, kTagRole, tag);
-    node->setData(0, kImageRole, imageKey);
-    node->setIcon(0, QmIcon(imageKey));
+    auto* node = new ListNode(text, imageKey, tag);
     if (parent)
         parent->addChild(node);
     return node;
@@ -54,12 +67,6 @@ QString TrackImage(int32_t track)
     return Eng<ITWTimeline>().IsVideoTrack(track) ? QStringLiteral("VIDEO") : QStringLiteral("AUDIO");
 }
 
-void AddSourcesOf(int32_t track)
-{
-    const int16_t n = Eng<ITWTimeline>().GetSourceCount(track);
-    for (int16_t seq = 0; seq < n; ++seq)
-        AddSource(moduleTimeline::GetSourceFileName(track, seq), QStringLiteral("SOURCE"), track);
-}
 
 // The list's one-item buffer of a shuffle or a move between the sound tracks.
 int32_t ShuffleStream = 0;
@@ -158,12 +165,12 @@ int32_t ShuffleTarget(int32_t track, const ShuffleList& list, int16_t seq)
 
 int32_t TagOf(const QTreeWidgetItem* node)
 {
-    return node ? node->data(0, kTagRole).toInt() : 0;
+    return node && node->type() == ListNode::Type ? static_cast<const ListNode*>(node)->tag : 0;
 }
 
 QString ImageKeyOf(const QTreeWidgetItem* node)
 {
-    return node ? node->data(0, kImageRole).toString() : QString();
+    return node && node->type() == ListNode::Type ? static_cast<const ListNode*>(node)->imageKey : QString();
 }
 
 void AddTrack(const QString& text, int32_t track)
@@ -242,12 +249,95 @@ void EmptyTreeView()
     });
 }
 
+namespace {
+
+// Whether the list holds its fixed part as EmptyTreeView makes it.
+bool HasFixedPart()
+{
+    QTreeWidget* tree = Tree();
+    if (!TreeRoot || tree->topLevelItemCount() != 1 || tree->topLevelItem(0) != TreeRoot)
+        return false;
+    if (TrackCollection.Count() == 0)
+        return TreeRoot->childCount() == 0;
+    const std::pair<const char*, int32_t> tracks[] = {{"Video", moduleTimeline::VideoTrackNode},
+                                                      {"Effects", moduleTimeline::EffectLaneTag},
+                                                      {"Overlays", moduleTimeline::OverlayTrackNode},
+                                                      {"Audio 1", moduleTimeline::Audio1TrackNode},
+                                                      {"Audio 2", moduleTimeline::Audio2TrackNode}};
+    if (TreeRoot->childCount() != static_cast<int>(std::size(tracks)))
+        return false;
+    for (int i = 0; i < TreeRoot->childCount(); ++i)
+        if (TreeRoot->child(i)->text(0) != QLatin1String(tracks[i].first) || TagOf(TreeRoot->child(i)) != tracks[i].second)
+            return false;
+    return true;
+}
+
+// The texts of a track node's items as the engine holds them: the file names of its
+// sources, or for the effect lane the names of the first track's effects. names keeps
+// each stream's file name once found.
+QStringList ItemTexts(int32_t tag, QHash<int32_t, QString>& names)
+{
+    auto& tl = Eng<ITWTimeline>();
+    QStringList texts;
+    if (tag == moduleTimeline::EffectLaneTag) {
+        const int32_t first = TrackCollection.Item(1);
+        const int16_t n = tl.GetEffectCount(first);
+        for (int16_t seq = 0; seq < n; ++seq)
+            texts << tl.GetEffectName(first, seq, 10).trimmed();
+        return texts;
+    }
+    const int16_t n = tl.GetSourceCount(tag);
+    texts.reserve(n);
+    for (int16_t seq = 0; seq < n; ++seq) {
+        const int32_t stream = tl.GetSourceStream(tag, seq);
+        auto name = names.constFind(stream);
+        if (name == names.constEnd())
+            name = names.insert(stream, moduleTimeline::GetSourceFileName(tag, seq));
+        texts << *name;
+    }
+    return texts;
+}
+
+// A track node's children made to read texts: those that already do at the front and
+// at the back stay, the ones between are made anew.
+void MatchChildren(QTreeWidgetItem* trackNode, const QStringList& texts)
+{
+    const int have = trackNode->childCount();
+    const int want = static_cast<int>(texts.size());
+    int front = 0;
+    while (front < have && front < want && trackNode->child(front)->text(0) == texts[front])
+        ++front;
+    int back = 0;
+    while (back < have - front && back < want - front
+           && trackNode->child(have - 1 - back)->text(0) == texts[want - 1 - back])
+        ++back;
+    if (front == 0 && back == 0) {
+        qDeleteAll(trackNode->takeChildren());
+    } else {
+        for (int i = have - back - 1; i >= front; --i)
+            delete trackNode->takeChild(i);
+    }
+    QList<QTreeWidgetItem*> made;
+    made.reserve(want - front - back);
+    for (int i = front; i < want - back; ++i)
+        made << new ListNode(texts[i], QStringLiteral("SOURCE"), 0);
+    trackNode->insertChildren(front, made);
+}
+
+} // namespace
+
 void UpdateTreeView()
 {
     QmTrap::Run(kModule, QStringLiteral("UpdateTreeView"), [] {
-        EmptyTreeView();
-        // The nodes are made while the root is out of the list, which then takes them all
-        // at once rather than one row at a time.
+        // The list then reads as if emptied and filled again: every item in the engine's
+        // order, tags from 1 in the list's order, nothing current, the view at its top.
+        // Only the items that differ are made anew, as a long timeline changes little
+        // at one command.
+        if (!HasFixedPart())
+            EmptyTreeView();
+        TreeTrackNode = TreeItemNode = nullptr;
+        // The nodes are matched while the root is out of the list, which then takes them
+        // all at once rather than one row at a time.
         QTreeWidget* tree = Tree();
         tree->takeTopLevelItem(tree->indexOfTopLevelItem(TreeRoot));
         struct Reattach
@@ -261,21 +351,14 @@ void UpdateTreeView()
                     TreeRoot->child(i)->setExpanded(TreeRoot->child(i)->childCount() > 0);
             }
         } reattach{tree};
-        auto& tl = Eng<ITWTimeline>();
-        for (int32_t track : TrackCollection)
-            if (tl.IsVideoTrack(track))
-                AddSourcesOf(track);
-        if (TrackCollection.Count() > 0) {
-            const int32_t first = TrackCollection.Item(1);
-            const int16_t n = tl.GetEffectCount(first);
-            for (int16_t seq = 0; seq < n; ++seq)
-                AddSource(tl.GetEffectName(first, seq, 10).trimmed(), QStringLiteral("SOURCE"),
-                          moduleTimeline::EffectLaneTag);
+        QHash<int32_t, QString> names;
+        NextNodeTag = 1;
+        for (int t = 0; t < TreeRoot->childCount(); ++t) {
+            QTreeWidgetItem* trackNode = TreeRoot->child(t);
+            MatchChildren(trackNode, ItemTexts(TagOf(trackNode), names));
+            for (int i = 0; i < trackNode->childCount(); ++i)
+                static_cast<ListNode*>(trackNode->child(i))->tag = NextNodeTag++;
         }
-        AddSourcesOf(OverlayTrack);
-        for (int32_t track : TrackCollection)
-            if (!tl.IsVideoTrack(track))
-                AddSourcesOf(track);
     });
 }
 

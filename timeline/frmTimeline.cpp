@@ -148,6 +148,7 @@ frmTimeline::frmTimeline()
     tvwTimeline->setHeaderHidden(true);
     tvwTimeline->setIconSize(QSize(16, 16));
     tvwTimeline->setRootIsDecorated(true);
+    tvwTimeline->setUniformRowHeights(true);
     // A press selects, as a drag of the node begins with it.
     connect(tvwTimeline, &QTreeWidget::itemPressed, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
     // A node dragged onto another shuffles; the list never moves its own nodes.

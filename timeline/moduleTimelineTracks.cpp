@@ -19,6 +19,9 @@
 #include "timeline/TimelineView.h"
 #include "timeline/moduleScaleRenderer.h"
 
+#include <algorithm>
+#include <vector>
+
 using namespace QmShared;
 
 namespace moduleTimeline {
@@ -51,32 +54,49 @@ void RunTrackCommand(const QString& word, void (*routine)())
     ProjectModified = true;
 }
 
-// One list of a track (sources, effects or transitions) as packing walks it.
+// One list of a track (sources or effects) as packing walks it.
 struct PackList
 {
     int16_t (ITWTimeline::*count)(int32_t);
     bool (ITWTimeline::*times)(int32_t, int16_t, int32_t&, int32_t&);
-    bool (ITWTimeline::*shift)(int32_t, int16_t, int32_t);
+    bool (ITWTimeline::*setTimes)(int32_t, int16_t, int32_t, int32_t);
 };
 
-const PackList kPackSources{&ITWTimeline::GetSourceCount, &ITWTimeline::GetSourceTimes, &ITWTimeline::ShiftSources};
-const PackList kPackEffects{&ITWTimeline::GetEffectCount, &ITWTimeline::GetEffectTimes, &ITWTimeline::ShiftEffects};
+const PackList kPackSources{&ITWTimeline::GetSourceCount, &ITWTimeline::GetSourceTimes, &ITWTimeline::SetSourceTimes};
+const PackList kPackEffects{&ITWTimeline::GetEffectCount, &ITWTimeline::GetEffectTimes, &ITWTimeline::SetEffectTimes};
 
 // Each item moves, with all after it, to where the one before it ends (the first to 0);
-// withTransitions moves the overlay's transitions by the same steps.
+// withTransitions moves the overlay's transitions by the same steps, each transition with
+// the source of its place. An item's whole move is the sum of the steps up to its own,
+// and each step is the gap before it as it stood: one pass sets every item at once,
+// where moving all after each item in turn would take as many passes as items.
 void PackItems(int32_t track, const PackList& list, bool withTransitions)
 {
     auto& tl = Tl();
     const int16_t n = (tl.*list.count)(track);
+    std::vector<QmSpan> times(static_cast<size_t>(n));
+    std::vector<int32_t> moved(static_cast<size_t>(n));
+    int32_t total = 0, previousStop = 0;
     for (int16_t seq = 0; seq < n; ++seq) {
-        int32_t start = 0, stop = 0, previousStart = 0, previousStop = 0;
-        (tl.*list.times)(track, seq, start, stop);
-        if (seq > 0)
-            (tl.*list.times)(track, static_cast<int16_t>(seq - 1), previousStart, previousStop);
-        const int32_t delta = previousStop - start;
-        (tl.*list.shift)(track, seq, delta);
-        if (withTransitions)
-            tl.ShiftTransitions(track, seq, delta);
+        QmSpan& item = times[static_cast<size_t>(seq)];
+        (tl.*list.times)(track, seq, item.start, item.stop);
+        total += previousStop - item.start;
+        moved[static_cast<size_t>(seq)] = total;
+        previousStop = item.stop;
+    }
+    for (int16_t seq = 0; seq < n; ++seq) {
+        const QmSpan& item = times[static_cast<size_t>(seq)];
+        const int32_t by = moved[static_cast<size_t>(seq)];
+        (tl.*list.setTimes)(track, seq, item.start + by, item.stop + by);
+    }
+    if (!withTransitions || n == 0)
+        return;
+    const int16_t keys = tl.GetTransitionCount(track);
+    for (int16_t seq = 0; seq < keys; ++seq) {
+        int32_t start = 0, stop = 0;
+        tl.GetTransitionTimes(track, seq, start, stop);
+        const int32_t by = moved[static_cast<size_t>(std::min<int16_t>(seq, static_cast<int16_t>(n - 1)))];
+        tl.SetTransitionTimes(track, seq, start + by, stop + by);
     }
 }
 
@@ -229,11 +249,8 @@ void SplitTracks()
 void EmptyOverlayTrack()
 {
     QmTrap::Run(kModule, QStringLiteral("EmptyOverlayTrack"), [] {
-        auto& tl = Tl();
-        while (tl.RemoveTransition(OverlayTrack, 0)) {
-        }
-        while (tl.RemoveSource(OverlayTrack, 0)) {
-        }
+        moduleEdit::RemoveAllItems(OverlayTrack, moduleEdit::ItemList::Transitions);
+        moduleEdit::RemoveAllItems(OverlayTrack, moduleEdit::ItemList::Sources);
         CountInForce();
         moduleScaleRenderer::RenderScale();
         RenderAllBars();

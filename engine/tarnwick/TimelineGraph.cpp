@@ -212,16 +212,35 @@ std::unique_ptr<Mlt::Producer> BuildTrack(Mlt::Profile& profile, const Track& tr
 
 void AttachEffects(Mlt::Profile& profile, Mlt::Producer& layer, const Track& track)
 {
+    // The whole lane as one filter; each effect's filter is made when a frame needs it.
+    struct Effect
+    {
+        QString name;
+        MltServices::EffectRange range;
+    };
+    std::vector<Effect> effects;
     for (const EffectItem& effect : track.effects) {
         const int32_t in = MsToFrame(std::max(0, effect.start));
         const int32_t out = MsToFrame(effect.stop) - 1;
-        if (out < in)
-            continue;
-        if (auto filter = EffectFilter(profile, effect.name, out - in + 1)) {
-            filter->set_in_and_out(in, out);
-            layer.attach(*filter);
-        }
+        if (out >= in)
+            effects.push_back({effect.name, {in, out}});
     }
+    if (effects.empty())
+        return;
+    std::vector<MltServices::EffectRange> ranges;
+    ranges.reserve(effects.size());
+    for (const Effect& effect : effects)
+        ranges.push_back(effect.range);
+    auto make = [&profile, effects = std::move(effects)](size_t index) {
+        const Effect& effect = effects[index];
+        std::unique_ptr<Mlt::Filter> filter =
+            EffectFilter(profile, effect.name, effect.range.out - effect.range.in + 1);
+        if (filter)
+            filter->set_in_and_out(effect.range.in, effect.range.out);
+        return filter;
+    };
+    if (auto lane = MltServices::MakeEffects(profile, std::move(ranges), std::move(make)))
+        layer.attach(*lane);
 }
 
 } // namespace
