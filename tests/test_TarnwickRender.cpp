@@ -260,6 +260,15 @@ void TestTarnwickRender::effectsActOnlyOverTheirRange()
     QVERIFY(m_tl->InsertEffect(m_video, QStringLiteral("Emboss"), 2, 0, 2000, 0));
     const QImage both = m_engine->RenderFrame(500);
     QVERIFY(both != blurred && both != embossedEarly);
+    // Which acts first is the lane's order, whatever their starts.
+    auto inOrder = [&](const char* first, int32_t firstStart, const char* second, int32_t secondStart) {
+        while (m_tl->RemoveEffect(m_video, 0)) {
+        }
+        m_tl->InsertEffect(m_video, QString::fromLatin1(first), 0, firstStart, 2000, 0);
+        m_tl->InsertEffect(m_video, QString::fromLatin1(second), 1, secondStart, 2000, 0);
+        return m_engine->RenderFrame(1000);
+    };
+    QVERIFY(inOrder("Blur", 0, "Emboss", 500) != inOrder("Emboss", 500, "Blur", 0));
 }
 
 void TestTarnwickRender::stretchModesFitAWidePicture()

@@ -8,7 +8,8 @@
 // and compares the whole timeline and the three clipboard lists with the model's. Each
 // step is also held to the timeline's own consistency, read through the engine's
 // interfaces; and at the end the history the menu commands made is undone and redone in
-// full, image for image.
+// full, image for image. The timeline list, brought up to date after each step, must
+// read as one made afresh.
 //
 // The model keeps the four tracks exactly as the engine keeps them (plain lists in the
 // caller's order) and performs the routines step by step as Quillmont's edit, track and
@@ -2274,6 +2275,50 @@ QString NewFaults(const Health& after, const Allowance& allowed)
     return faults.join(QStringLiteral("\n    "));
 }
 
+// The timeline list brought up to date must read as one made afresh from the engine: a
+// node for each item in the engine's order with its file's or effect's name, tags from 1
+// in the list's order, each track node open while it has items. "" when it does.
+QString ListDifference(const std::array<Lane, 4>& lanes)
+{
+    ModuleTreeView::UpdateTreeView();
+    QTreeWidget* tree = frmTimeline::instance()->Controls()->tvwTimeline;
+    if (tree->topLevelItemCount() != 1)
+        return QStringLiteral("the list has %1 top nodes").arg(tree->topLevelItemCount());
+    auto name = [](int32_t stream) {
+        return moduleTimeline::GetMediaFileName(Eng<ITWMediaFiles>().GetStreamFile(stream));
+    };
+    QList<QStringList> expected(5);
+    for (const Src& s : lanes[0].sources)
+        expected[0] << name(s.stream);
+    for (const Fx& f : lanes[0].effects)
+        expected[1] << f.name.left(10).trimmed();
+    for (const Src& s : lanes[3].sources)
+        expected[2] << name(s.stream);
+    for (const Src& s : lanes[1].sources)
+        expected[3] << name(s.stream);
+    for (const Src& s : lanes[2].sources)
+        expected[4] << name(s.stream);
+    QTreeWidgetItem* root = tree->topLevelItem(0);
+    if (root->childCount() != 5)
+        return QStringLiteral("the list has %1 track nodes").arg(root->childCount());
+    int32_t tag = 1;
+    for (int t = 0; t < 5; ++t) {
+        QTreeWidgetItem* track = root->child(t);
+        QStringList texts;
+        for (int i = 0; i < track->childCount(); ++i) {
+            texts << track->child(i)->text(0);
+            if (ModuleTreeView::TagOf(track->child(i)) != tag++)
+                return QStringLiteral("node %1 of %2 has tag %3").arg(i).arg(track->text(0)).arg(ModuleTreeView::TagOf(track->child(i)));
+        }
+        if (texts != expected[t])
+            return QStringLiteral("%1 lists %2, the engine holds %3")
+                .arg(track->text(0), texts.join(u','), expected[t].join(u','));
+        if (track->isExpanded() != (track->childCount() > 0))
+            return QStringLiteral("%1 is %2").arg(track->text(0), track->isExpanded() ? QStringLiteral("open") : QStringLiteral("closed"));
+    }
+    return QString();
+}
+
 // ------------------------------------------------------------------------------------
 // Undo and redo: the history keeps images of the timeline without the selected flags,
 // with the key transitions' names read through 10 characters in an entry and through 20
@@ -2908,7 +2953,8 @@ void TestEditingModel::randomEditsFollowTheModel()
         const QString difference = FirstDifference(programLines, modelLines);
         const QString faults =
             NewFaults(CheckTimeline(m_streamLength), Allowed(healthBefore, in, before, clipBefore, m_streamLength));
-        if (difference.isEmpty() && messages == model.messages && faults.isEmpty())
+        const QString list = ListDifference(after);
+        if (difference.isEmpty() && messages == model.messages && faults.isEmpty() && list.isEmpty())
             continue;
 
         ++mismatches;
@@ -2949,6 +2995,8 @@ void TestEditingModel::randomEditsFollowTheModel()
                           .arg(messages.join(QStringLiteral(" | ")), model.messages.join(QStringLiteral(" | ")));
         if (!faults.isEmpty())
             report += QStringLiteral("  left on the timeline:\n    %1\n").arg(faults);
+        if (!list.isEmpty())
+            report += QStringLiteral("  the timeline list: %1\n").arg(list);
         if (!difference.isEmpty())
             report += QStringLiteral("  first difference:\n    %1\n").arg(difference);
         if (!difference.isEmpty() || !faults.isEmpty()) {
