@@ -12,10 +12,12 @@
 #include "engine/ITWKeyTransition.h"
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
+#include "history/ModuleHistory.h"
 #include "media/moduleTarnwick.h"
 #include "shell/QmCommands.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/TimelineView.h"
+#include "timeline/moduleTimeline.h"
 
 #include <QApplication>
 #include <QMap>
@@ -141,6 +143,19 @@ inline int32_t Stream(const char* fixture)
         streams[name] = file ? QmShared::Eng<ITWMediaFiles>().OpenStream(file, 0) : 0;
     }
     return streams[name];
+}
+
+// An empty timeline without history, the rows' boxes as new, the selection sliders
+// hidden, the view and the position slider at the start.
+inline void FreshTimeline()
+{
+    ModuleHistory::EmptyHistory();
+    ModuleHistory::EmptyTimeline();
+    ModuleHistory::StoreCurrentTLImage();
+    moduleTimeline::ReInitLinkLockDisable();
+    moduleTimeline::ShowSelSliders(false);
+    TimelineView::SetScrollValue(0);
+    moduleTimeline::SetSliderPosition(0, false);
 }
 
 // A stand-in for a command: it replaces the registered one, or is registered where

@@ -96,13 +96,7 @@ void TestEditing::initTestCase()
 
 void TestEditing::init()
 {
-    ModuleHistory::EmptyHistory();
-    ModuleHistory::EmptyTimeline();
-    ModuleHistory::StoreCurrentTLImage();
-    moduleTimeline::ReInitLinkLockDisable();
-    moduleTimeline::ShowSelSliders(false);
-    TimelineView::SetScrollValue(0);
-    SliderAt(0);
+    QmTest::FreshTimeline();
     ClearSourceClips();
     ClearEffectClips();
     ClearTransitionClips();

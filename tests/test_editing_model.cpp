@@ -356,16 +356,7 @@ private:
     // The whole stream as a new last source from start.
     bool AppendSource(int32_t h, int32_t stream, int32_t start)
     {
-        Lane& lane = L(h);
-        if (!m_kinds.contains(stream) || m_kinds.value(stream) != lane.isVideo)
-            return false;
-        Src s;
-        s.stream = stream;
-        s.start = start;
-        s.mediaStop = m_lengths.value(stream);
-        s.stop = start + s.mediaStop;
-        lane.sources.push_back(s);
-        return true;
+        return InsertSource(h, stream, GetSourceCount(h), start, start + m_lengths.value(stream));
     }
     bool InsertEffect(int32_t h, const QString& name, int seq, int32_t start, int32_t stop)
     {

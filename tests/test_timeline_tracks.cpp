@@ -7,12 +7,8 @@
 #include "core/QmListView.h"
 #include "core/QmShared.h"
 #include "editing/moduleEdit.h"
-#include "engine/CreateObject.h"
-#include "engine/ITWCoreRoot.h"
-#include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
 #include "history/ModuleHistory.h"
-#include "media/moduleTarnwick.h"
 #include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/ModuleTreeView.h"
@@ -113,23 +109,15 @@ private:
 void TestTimelineTracks::initTestCase()
 {
     QVERIFY(QmTest::StartMainWindow(1600, 900));
-    auto& root = Eng<ITWCoreRoot>();
-    auto& media = Eng<ITWMediaFiles>();
-    m_video = media.OpenStream(root.OpenFile(QmTest::Fixture(QStringLiteral("video.avi"))), 0);
-    m_sound = media.OpenStream(root.OpenFile(QmTest::Fixture(QStringLiteral("audio.wav"))), 0);
-    m_picture = media.OpenStream(root.OpenFile(QmTest::Fixture(QStringLiteral("image.jpg"))), 0);
+    m_video = QmTest::Stream("video.avi");
+    m_sound = QmTest::Stream("audio.wav");
+    m_picture = QmTest::Stream("image.jpg");
     QVERIFY(m_video && m_sound && m_picture);
 }
 
 void TestTimelineTracks::init()
 {
-    ModuleHistory::EmptyHistory();
-    ModuleHistory::EmptyTimeline();
-    ModuleHistory::StoreCurrentTLImage();
-    moduleTimeline::ReInitLinkLockDisable();
-    moduleTimeline::ShowSelSliders(false);
-    TimelineView::SetScrollValue(0);
-    moduleTimeline::SetSliderPosition(0, false);
+    QmTest::FreshTimeline();
     ModuleTreeView::UpdateTreeView();
     QmTest::TakeMessageTexts();
     ProjectModified = false;

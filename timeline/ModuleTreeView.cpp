@@ -67,7 +67,6 @@ QString TrackImage(int32_t track)
     return Eng<ITWTimeline>().IsVideoTrack(track) ? QStringLiteral("VIDEO") : QStringLiteral("AUDIO");
 }
 
-
 // The list's one-item buffer of a shuffle or a move between the sound tracks.
 int32_t ShuffleStream = 0;
 int32_t ShuffleStart = 0;
