@@ -506,7 +506,11 @@ void TestTimelineTracks::soundsMoveBetweenTheSoundTracks()
     // ends, and what follows makes room.
     build();
     Tl().SetSourceSelected(Audio1(), 1, true);
+    Main()->EnableOrDisableMenuItems();
+    QVERIFY(!Enabled("mnuEditUndo") && Enabled("mnuEditAddtoAudio2"));
     ModuleTreeView::OnNodeDragDrop(Node(3, 1), Node(4, 1));
+    // The menus follow: the move can be undone, and nothing selected is left to move.
+    QVERIFY(Enabled("mnuEditUndo") && !Enabled("mnuEditAddtoAudio2"));
     QCOMPARE(Sources(Audio1()), QStringLiteral("0-1000[0-1000]"));
     QCOMPARE(Sources(Audio2()), QStringLiteral("0-1500[0-1500] 1500-2500[0-1000] 2500-3500[500-1500]"));
     QCOMPARE(Children(3), QStringList{"audio.wav"});

@@ -37,8 +37,8 @@ void EmptyTreeView();
 int PlaceOf(const QTreeWidgetItem* node);
 // A child node dropped on a node: within one unlocked track the items are reordered,
 // between the two unlocked sound tracks the source moves across; anything else
-// changes nothing. The timeline's image, the project's flag and the preview follow in
-// every case.
+// changes nothing. The timeline's image, the project's flag, the preview and the menus
+// follow in every case.
 void OnNodeDragDrop(QTreeWidgetItem* drag, QTreeWidgetItem* drop);
 // The dragged item taken out of its track through the list's one-item buffer and put
 // back ahead of the drop item, at the start of the item now at the drop's place: a
