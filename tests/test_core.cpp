@@ -326,6 +326,18 @@ void TestCore::scriptedMessageBoxes()
     QCOMPARE(QmModal::Exec(form), int(QDialog::Accepted));
     QVERIFY(QmDesktop::Open(QStringLiteral("https://quillmont.invalid/x")));
     QCOMPARE(QmScript::TakeOpened(), QList<QString>{QStringLiteral("https://quillmont.invalid/x")});
+
+    // A desktop with nothing to open a page or a file with: the user hears which.
+    QmScript::SetDesktopCanOpen(false);
+    QVERIFY(!QmDesktop::Open(QStringLiteral("file:///opt/quillmont/help/1_Welcome.htm#top")));
+    QVERIFY(!QmDesktop::Open(QStringLiteral("https://quillmont.invalid/y")));
+    QmScript::SetDesktopCanOpen(true);
+    const QList<QmScript::ShownMessage> told = QmScript::TakeMessages();
+    QCOMPARE(told.size(), 2);
+    QVERIFY2(told[0].text.contains(QStringLiteral("\"/opt/quillmont/help/1_Welcome.htm\"")), qPrintable(told[0].text));
+    QVERIFY(told[1].text.contains(QStringLiteral("\"https://quillmont.invalid/y\"")));
+    QCOMPARE(told[1].title, QStringLiteral("Quillmont"));
+    QCOMPARE(QmScript::TakeOpened().size(), 2);
 }
 
 void TestCore::scriptedDialogues()
@@ -382,6 +394,35 @@ void TestCore::settingsStore()
     QCOMPARE(QmSettings::GetSetting(QStringLiteral("Recent Files"), QStringLiteral("File0")), QString());
     QCOMPARE(QmSettings::GetSetting(QStringLiteral("Color Settings"), QStringLiteral("VideoBarColor")), QStringLiteral("255"));
     QVERIFY(QmSettings::StoreFile().startsWith(QmTest::Root().path()));
+
+    // A batch's writes are read back at once and reach the file together when the
+    // outermost batch ends; a write outside any batch reaches it at once.
+    // The file's own text: another QSettings of this process would share the store's cache.
+    auto onDisk = [](const char* key) {
+        QFile file(QmSettings::StoreFile());
+        if (!file.open(QIODevice::ReadOnly))
+            return QString();
+        const QByteArray start = QByteArray("Save%20Options\\") + key + '=';
+        for (const QByteArray& line : file.readAll().split('\n'))
+            if (line.startsWith(start))
+                return QString::fromUtf8(line.mid(start.size()).trimmed());
+        return QString();
+    };
+    {
+        QmSettings::Batch outer;
+        QmSettings::SaveSetting(QStringLiteral("Save Options"), QStringLiteral("FPS"), QStringLiteral("30"));
+        {
+            QmSettings::Batch inner;
+            QmSettings::SaveSetting(QStringLiteral("Save Options"), QStringLiteral("Quality"), QStringLiteral("60"));
+        }
+        QCOMPARE(QmSettings::GetSetting(QStringLiteral("Save Options"), QStringLiteral("Quality")), QStringLiteral("60"));
+        QCOMPARE(onDisk("FPS"), QString());
+        QCOMPARE(onDisk("Quality"), QString());
+    }
+    QCOMPARE(onDisk("FPS"), QStringLiteral("30"));
+    QCOMPARE(onDisk("Quality"), QStringLiteral("60"));
+    QmSettings::SaveSetting(QStringLiteral("Save Options"), QStringLiteral("FPS"), QStringLiteral("25"));
+    QCOMPARE(onDisk("FPS"), QStringLiteral("25"));
 }
 
 void TestCore::pictureDrawsToThePixel()
