@@ -406,6 +406,7 @@ void OnNodeDragDrop(QTreeWidgetItem* drag, QTreeWidgetItem* drop)
         ProjectModified = true;
         ModuleTWPreview::UpdatePreview();
     });
+    QmCommands::RefreshStates();
 }
 
 void ShuffleSources(QTreeWidgetItem* drag, QTreeWidgetItem* drop)
