@@ -192,7 +192,7 @@ void TrackCommandFigures(mdiTarnwick* main, const QString& only)
                     slowest < 50 ? "" : "   over 50 ms");
     }
     std::printf("aim: every command under 50 ms. The time on the processor is this thread's own, which other\n"
-                "work on the machine does not lengthen.\n");
+                "work on a busy machine sways less than the time on the clock.\n");
     if (!allUnder)
         std::printf("some commands are over\n");
 }
