@@ -2179,6 +2179,16 @@ Allowance Allowed(const Health& before, const Inputs& in, const std::array<Lane,
     // transitions cut and placed with them, out of order too.
     if (before.Has(3, Fault::SourceLayout))
         allowed[3][static_cast<size_t>(Fault::KeyTimes)] = true;
+    // Repeat Audio's last repeat can play a millisecond or two of media over a second:
+    // cut at a grid point, a piece of it holds less than half a millisecond of media,
+    // which rounds to none.
+    for (int lane = 0; lane < 4; ++lane) {
+        const auto& v = lanes[static_cast<size_t>(lane)].sources;
+        if (IsEdit(in.command) && std::any_of(v.begin(), v.end(), [](const Src& s) {
+                return s.MediaLength() > 0 && s.Length() > 100 * s.MediaLength();
+            }))
+            allowed[static_cast<size_t>(lane)][static_cast<size_t>(Fault::SourceMedia)] = true;
+    }
     if (!IsEdit(in.command))
         return AllowedByTrackCommands(allowed, in, lanes, streamLength);
     const bool anySlider = in.startShown || in.endShown;
