@@ -132,18 +132,15 @@ bool IsItemNode(const QTreeWidgetItem* node)
     return node && IsTrackNode(node->parent());
 }
 
-// The shuffle's steps, one kind of item at a time.
+// The list a shuffle reads its place in: sources or effects.
 struct ShuffleList
 {
     bool (ITWTimeline::*times)(int32_t, int16_t, int32_t&, int32_t&);
     int16_t (ITWTimeline::*count)(int32_t);
-    bool (ITWTimeline::*shift)(int32_t, int16_t, int32_t);
 };
 
-const ShuffleList kShuffleSources{&ITWTimeline::GetSourceTimes, &ITWTimeline::GetSourceCount,
-                                  &ITWTimeline::ShiftSources};
-const ShuffleList kShuffleEffects{&ITWTimeline::GetEffectTimes, &ITWTimeline::GetEffectCount,
-                                  &ITWTimeline::ShiftEffects};
+const ShuffleList kShuffleSources{&ITWTimeline::GetSourceTimes, &ITWTimeline::GetSourceCount};
+const ShuffleList kShuffleEffects{&ITWTimeline::GetEffectTimes, &ITWTimeline::GetEffectCount};
 
 // Where a shuffled item goes in: the start of the item at the drop's place. When the
 // drop was on the last node no item stands there any more; the item then goes in last,
@@ -498,7 +495,10 @@ void ChangeTrack(int32_t sourceTrack, int32_t targetTrack, int position, int tar
                 }
 
                 // The source goes in at its place, starting where the one before it
-                // ends, and those after it make room by its media length.
+                // ends, and those after it make room by its media length. It is put in
+                // at its place rather than added last: the engine keeps a track's items
+                // in the order they are given, and the list and the timeline read them
+                // in that order.
                 int32_t at = 0;
                 if (place - 1 > 0) {
                     int32_t before = 0;
