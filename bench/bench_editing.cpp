@@ -160,6 +160,10 @@ void TrackCommandFigures(mdiTarnwick* main, const QString& only)
          },
          menu("mnuEditAddtoAudio2")},
     };
+    // Zoomed out as far as the cut's figures are taken: the view shows some hundreds of
+    // items a row, each of which a redraw paints.
+    moduleScaleRenderer::SetZoomFactor(1000);
+    moduleScaleRenderer::RenderScale();
     std::printf("\ntrack commands and shuffles, %d items on each track and the effect lane, 5 rounds each:\n", kItems);
     bool allUnder = true;
     for (const TrackCommand& command : commands) {
