@@ -149,8 +149,11 @@ frmTimeline::frmTimeline()
     tvwTimeline->setIconSize(QSize(16, 16));
     tvwTimeline->setRootIsDecorated(true);
     tvwTimeline->setUniformRowHeights(true);
-    // A press selects, as a drag of the node begins with it.
-    connect(tvwTimeline, &QTreeWidget::itemPressed, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
+    // A left press selects, as a drag of the node begins with it.
+    connect(tvwTimeline, &QTreeWidget::itemPressed, this, [this](QTreeWidgetItem* node) {
+        if (QApplication::mouseButtons() & Qt::LeftButton)
+            tvwTimeline_NodeClick(node);
+    });
     // A node dragged onto another shuffles; the list never moves its own nodes.
     tvwTimeline->setDragEnabled(true);
     tvwTimeline->setDragDropMode(QAbstractItemView::DragDrop);
