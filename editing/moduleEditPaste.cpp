@@ -54,13 +54,12 @@ bool HasEffectClip(int32_t track)
 }
 
 // Where the position falls on a track: the item j before or in which it lies (or the
-// last one), with j's times. The walk closes the gap after an item ending at the
+// last one), with j's timeline times. The walk closes the gap after an item ending at the
 // position first when the paste replaces a selection.
 struct Place
 {
     int16_t j = 0;
-    int32_t s = 0;
-    int32_t e = 0;
+    QmSpan item;
 };
 
 template <class Times, class Count, class Shift>
@@ -70,7 +69,7 @@ Place FindPlace(int32_t position, bool shift, Times times, Count count, Shift sh
     for (;;) {
         if (shift)
             shiftFrom();
-        times(place.j, place.s, place.e);
+        times(place.j, place.item.start, place.item.stop);
         const int16_t n = count();
         if (place.j < n - 1) {
             int32_t nextStart = 0, nextStop = 0;
@@ -87,38 +86,16 @@ Place FindPlace(int32_t position, bool shift, Times times, Count count, Shift sh
 // The seq to paste before, by where the position falls; -1 when it falls inside j.
 int16_t PasteSeq(const Place& place, int32_t position)
 {
-    if (position == place.s)
+    const QmSpan& item = place.item;
+    if (position == item.start)
         return place.j;
-    if (position == place.e)
+    if (position == item.stop)
         return static_cast<int16_t>(place.j + 1);
-    if (place.s < position && position < place.e)
+    if (item.start < position && position < item.stop)
         return -1;
-    if (position < place.s && place.j == 0)
+    if (position < item.start && place.j == 0)
         return place.j;
     return static_cast<int16_t>(place.j + 1);
-}
-
-// Splits source j of a track at the position, keeping its stream and stretch mode.
-void SplitSourceAt(int32_t track, int16_t j, const Place& place, int32_t position)
-{
-    auto& tl = Tl();
-    const int32_t stream = tl.GetSourceStream(track, j);
-    const int16_t mode = tl.GetSourceStretchMode(track, j);
-    int32_t ms = 0, me = 0;
-    tl.GetSourceMediaTimes(track, j, ms, me);
-    const int32_t s = place.s, e = place.e;
-    const double rate = Divide(e - s, me - ms);
-    // Here the whole expression is divided by the rate, unlike the selection edits'
-    // edges; for a source at its own speed both agree.
-    tl.InsertSource(track, stream, j, position, 0);
-    tl.SetSourceTimes(track, j, position, e);
-    tl.SetSourceMediaTimes(track, j, Ms(Divide(me - (e - position), rate)), me);
-    tl.SetSourceStretchMode(track, j, mode);
-    tl.InsertSource(track, stream, j, s, 0);
-    tl.SetSourceTimes(track, j, s, position);
-    tl.SetSourceMediaTimes(track, j, ms, Ms(Divide((position - s) + ms, rate)));
-    tl.SetSourceStretchMode(track, j, mode);
-    tl.RemoveSource(track, static_cast<int16_t>(j + 2));
 }
 
 Place SourcePlace(int32_t track, int32_t position, bool shift, bool withTransitions)
@@ -135,6 +112,54 @@ Place SourcePlace(int32_t track, int32_t position, bool shift, bool withTransiti
 }
 
 } // namespace
+
+void SplitSourceAt(int32_t track, int16_t seq, int32_t position)
+{
+    auto& tl = Tl();
+    QmSpan item;
+    SourceSpan(track, seq, item);
+    const int32_t stream = tl.GetSourceStream(track, seq);
+    const int16_t mode = tl.GetSourceStretchMode(track, seq);
+    const double rate = Divide(item.Length(), item.MediaLength());
+    // Here the whole expression is divided by the rate, unlike the selection edits'
+    // edges; for a source at its own speed both agree.
+    tl.InsertSource(track, stream, seq, position, 0);
+    tl.SetSourceTimes(track, seq, position, item.stop);
+    tl.SetSourceMediaTimes(track, seq, Ms(Divide(item.mediaStop - (item.stop - position), rate)), item.mediaStop);
+    tl.SetSourceStretchMode(track, seq, mode);
+    tl.InsertSource(track, stream, seq, item.start, 0);
+    tl.SetSourceTimes(track, seq, item.start, position);
+    tl.SetSourceMediaTimes(track, seq, item.mediaStart, Ms(Divide((position - item.start) + item.mediaStart, rate)));
+    tl.SetSourceStretchMode(track, seq, mode);
+    tl.RemoveSource(track, static_cast<int16_t>(seq + 2));
+}
+
+void SplitOverlayAt(int32_t track, int16_t seq, int32_t position)
+{
+    auto& tl = Tl();
+    int32_t start = 0, stop = 0;
+    tl.GetSourceTimes(track, seq, start, stop);
+    const QString name = tl.GetTransitionName(track, seq, 20).trimmed();
+    const KeyColor key = KeyOf(track, seq);
+    SplitSourceAt(track, seq, position);
+    // The transition is split over the source's times, whatever its own were.
+    tl.RemoveTransition(track, seq);
+    tl.InsertTransition(track, name, seq, position, stop, 0);
+    ApplyTransitionKey(track, seq, key.red, key.green, key.blue);
+    tl.InsertTransition(track, name, seq, start, position, 0);
+    ApplyTransitionKey(track, seq, key.red, key.green, key.blue);
+}
+
+void SplitEffectAt(int32_t track, int16_t seq, int32_t position, int32_t nameBuffer)
+{
+    auto& tl = Tl();
+    int32_t start = 0, stop = 0;
+    tl.GetEffectTimes(track, seq, start, stop);
+    const QString name = tl.GetEffectName(track, seq, nameBuffer).trimmed();
+    tl.RemoveEffect(track, seq);
+    tl.InsertEffect(track, name, seq, position, stop, 0);
+    tl.InsertEffect(track, name, seq, start, position, 0);
+}
 
 void OnEditPasteClick()
 {
@@ -187,7 +212,7 @@ bool EditPasteSource(int32_t position, bool shift)
             if (seq < 0) {
                 if (!HasSourceClip(track))
                     continue; // nothing to paste here: the source stays whole
-                SplitSourceAt(track, place.j, place, position);
+                SplitSourceAt(track, place.j, position);
                 seq = static_cast<int16_t>(place.j + 1);
             }
             PasteBefore(track, seq, position);
@@ -213,16 +238,8 @@ bool EditPasteOverlay(int32_t position, bool shift)
         if (seq < 0) {
             if (!HasSourceClip(track))
                 return true;
-            const int16_t j = place.j;
-            const QString name = tl.GetTransitionName(track, j, 20).trimmed();
-            const KeyColor key = KeyOf(track, j);
-            SplitSourceAt(track, j, place, position);
-            tl.RemoveTransition(track, j);
-            tl.InsertTransition(track, name, j, position, place.e, 0);
-            ApplyTransitionKey(track, j, key.red, key.green, key.blue);
-            tl.InsertTransition(track, name, j, place.s, position, 0);
-            ApplyTransitionKey(track, j, key.red, key.green, key.blue);
-            seq = static_cast<int16_t>(j + 1);
+            SplitOverlayAt(track, place.j, position);
+            seq = static_cast<int16_t>(place.j + 1);
         }
         PasteBefore(track, seq, position);
         PasteTransitionBefore(track, seq, position);
@@ -248,12 +265,8 @@ bool EditPasteEffect(int32_t position, bool shift)
             if (seq < 0) {
                 if (!HasEffectClip(track))
                     continue;
-                const int16_t j = place.j;
-                const QString name = tl.GetEffectName(track, j, 260).trimmed();
-                tl.RemoveEffect(track, j);
-                tl.InsertEffect(track, name, j, position, place.e, 0);
-                tl.InsertEffect(track, name, j, place.s, position, 0);
-                seq = static_cast<int16_t>(j + 1);
+                SplitEffectAt(track, place.j, position, 260);
+                seq = static_cast<int16_t>(place.j + 1);
             }
             PasteEffectBefore(track, seq, position);
         }

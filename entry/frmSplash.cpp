@@ -1,5 +1,7 @@
 #include "entry/frmSplash.h"
 
+#include "ui_frmSplash.h"
+
 #include "entry/EntryRoutine.h"
 #include "core/QmIcons.h"
 #include "core/QmMsgBox.h"
@@ -41,10 +43,9 @@ bool Acquire()
 frmSplash::frmSplash()
     : QWidget(nullptr, Qt::SplashScreen | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
 {
-    setObjectName(QStringLiteral("frmSplash"));
-    setWindowTitle(QStringLiteral("Quillmont"));
+    Ui::frmSplash ui;
+    ui.setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
-    setFixedSize(480, 280);
     if (QScreen* screen = QGuiApplication::primaryScreen())
         move(screen->availableGeometry().center() - rect().center());
 }

@@ -1,5 +1,7 @@
 #include "media/frmMediaList.h"
 
+#include "ui_frmMediaList.h"
+
 #include "core/QmFiles.h"
 #include "core/QmIcons.h"
 #include "core/QmListView.h"
@@ -21,18 +23,13 @@
 #include "tools/frmVolume.h"
 
 #include <QApplication>
-#include <QGridLayout>
-#include <QGroupBox>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QSlider>
-#include <QSplitter>
 #include <QTimer>
 #include <QToolButton>
-#include <QVBoxLayout>
 
 using namespace QmShared;
 
@@ -52,15 +49,6 @@ const ViewEntry kViewEntries[] = {{"mnuViewML_LargeIcon", "LARGE_ICONS"},
                                   {"mnuViewML_List", "LIST"},
                                   {"mnuViewML_Detail", "DETAIL"}};
 
-QLabel* MakeLabel(QWidget* parent, const QString& name, const QFont& font)
-{
-    auto* label = new QLabel(parent);
-    label->setObjectName(name);
-    label->setFont(font);
-    label->setMouseTracking(true);
-    return label;
-}
-
 ITWFilePreview& FilePreview()
 {
     return Eng<ITWFilePreview>();
@@ -70,19 +58,23 @@ ITWFilePreview& FilePreview()
 
 frmMediaList::frmMediaList()
 {
-    setObjectName(QStringLiteral("frmMediaList"));
-    setWindowTitle(QStringLiteral("Media List - Project: Untitled"));
+    Ui::frmMediaList ui;
+    ui.setupUi(this);
+    lvwMediaList = ui.lvwMediaList;
+    fmeMediaInfo = ui.fmeMediaInfo;
+    lblFile = ui.lblFile;
+    lblFileDisplay = ui.lblFileDisplay;
+    lblInfo = {ui.lblInfo_0, ui.lblInfo_1, ui.lblInfo_2, ui.lblInfo_3, ui.lblInfo_4};
+    lblInfoDisplay = {ui.lblInfoDisplay_0, ui.lblInfoDisplay_1, ui.lblInfoDisplay_2, ui.lblInfoDisplay_3, ui.lblInfoDisplay_4};
+    picPreviewSmall = ui.picPreviewSmall;
+    cmdPlay = ui.cmdPlay;
+    sldFilePreview = ui.sldFilePreview;
 
-    lvwMediaList = new QmListView(this);
-    lvwMediaList->setObjectName(QStringLiteral("lvwMediaList"));
     lvwMediaList->SetColumns({QStringLiteral("Name"), QStringLiteral("Media Type"), QStringLiteral("Duration"),
                               QStringLiteral("Video Info"), QStringLiteral("Audio Info")});
     for (auto [column, width] : {std::pair{0, 170}, std::pair{1, 80}, std::pair{2, 95}, std::pair{3, 135}, std::pair{4, 85}})
         lvwMediaList->SetColumnWidth(column, width);
     lvwMediaList->SetDragPixmap(QmIcon(QStringLiteral("DRAG_MEDIA")).pixmap(32, 32));
-    lvwMediaList->setWhatsThis(QStringLiteral(
-        "The media list: every file you opened, with its type, length and particulars. Click a file to see its "
-        "facts and preview it below; double-click to open it in your desktop's player; drag it onto the timeline."));
     connect(lvwMediaList, &QmListView::MouseDown, this, [this](Qt::MouseButton b) { RightClickPending = b == Qt::RightButton; });
     connect(lvwMediaList, &QmListView::Click, this, [this] { lvwMediaList_Click(); });
     connect(lvwMediaList, &QmListView::DblClick, this, [this] { OnLvwMediaListDblClick(); });
@@ -96,84 +88,25 @@ frmMediaList::frmMediaList()
     connect(lvwMediaList, &QmListView::MouseMoved, this,
             [] { QmStatus::Show(QStringLiteral("Lists all the media files with their information")); });
 
-    QFont verdana(QStringLiteral("Verdana"));
-    verdana.setPointSizeF(8.0);
-    fmeMediaInfo = new QGroupBox(QStringLiteral("File Information"), this);
-    fmeMediaInfo->setObjectName(QStringLiteral("fmeMediaInfo"));
-    fmeMediaInfo->setMouseTracking(true);
+    // The facts' captions and the small preview say what they are in the status bar.
     fmeMediaInfo->installEventFilter(this);
-    auto* grid = new QGridLayout(fmeMediaInfo);
-    grid->setContentsMargins(6, 4, 6, 4);
-    grid->setVerticalSpacing(2);
-    lblFile = MakeLabel(fmeMediaInfo, QStringLiteral("lblFile"), verdana);
-    lblFileDisplay = MakeLabel(fmeMediaInfo, QStringLiteral("lblFileDisplay"), verdana);
-    grid->addWidget(lblFile, 0, 0);
-    grid->addWidget(lblFileDisplay, 0, 1);
-    for (int i = 0; i < 5; ++i) {
-        lblInfo << MakeLabel(fmeMediaInfo, QStringLiteral("lblInfo_%1").arg(i), verdana);
-        lblInfoDisplay << MakeLabel(fmeMediaInfo, QStringLiteral("lblInfoDisplay_%1").arg(i), verdana);
-        lblInfoDisplay.last()->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        grid->addWidget(lblInfo.last(), i + 1, 0);
-        grid->addWidget(lblInfoDisplay.last(), i + 1, 1);
-    }
     for (QLabel* label : lblInfo)
         label->installEventFilter(this);
     lblFile->installEventFilter(this);
-    grid->setColumnStretch(1, 1);
-    grid->setRowStretch(6, 1);
     SetFileInformationCaptions();
-
-    auto* previewBox = new QWidget(this);
-    previewBox->setObjectName(QStringLiteral("fmePreviewSmall"));
-    picPreviewSmall = new QmVideoSurface(previewBox);
-    picPreviewSmall->setObjectName(QStringLiteral("picPreviewSmall"));
-    picPreviewSmall->setMinimumSize(120, 90);
-    picPreviewSmall->setMouseTracking(true);
     picPreviewSmall->installEventFilter(this);
-    picPreviewSmall->setWhatsThis(QStringLiteral("The instant preview of the file selected in the media list."));
-    cmdPlay = new QToolButton(previewBox);
-    cmdPlay->setObjectName(QStringLiteral("cmdPlay"));
-    cmdPlay->setIconSize(QSize(16, 16));
-    cmdPlay->setAutoRaise(true);
+
     SetPlayPicture(QStringLiteral("STOP"));
     connect(cmdPlay, &QToolButton::clicked, this, [this] { cmdPlay_Click(); });
-    cmdPlay->setWhatsThis(QStringLiteral("Plays the selected file in the instant preview, or stops it."));
-    sldFilePreview = new QSlider(Qt::Horizontal, previewBox);
-    sldFilePreview->setObjectName(QStringLiteral("sldFilePreview"));
-    sldFilePreview->setRange(0, 10);
-    sldFilePreview->setWhatsThis(QStringLiteral("The position in the selected file; drag it to look elsewhere."));
     connect(sldFilePreview, &QSlider::valueChanged, this, [this] {
         if (!m_settingSlider)
             sldFilePreview_Scroll();
     });
-    auto* controls = new QHBoxLayout;
-    controls->setContentsMargins(0, 0, 0, 0);
-    controls->addWidget(cmdPlay);
-    controls->addWidget(sldFilePreview, 1);
-    auto* previewLayout = new QVBoxLayout(previewBox);
-    previewLayout->setContentsMargins(0, 0, 0, 0);
-    previewLayout->addWidget(picPreviewSmall, 1);
-    previewLayout->addLayout(controls);
 
     tmFilePreview = new QTimer(this);
     tmFilePreview->setObjectName(QStringLiteral("tmFilePreview"));
     tmFilePreview->setInterval(100);
     connect(tmFilePreview, &QTimer::timeout, this, [this] { tmFilePreview_Timer(); });
-
-    // The list over the facts and the preview, in proportion to the panel.
-    auto* bottom = new QSplitter(Qt::Horizontal, this);
-    bottom->addWidget(fmeMediaInfo);
-    bottom->addWidget(previewBox);
-    bottom->setStretchFactor(0, 3);
-    bottom->setStretchFactor(1, 2);
-    auto* split = new QSplitter(Qt::Vertical, this);
-    split->addWidget(lvwMediaList);
-    split->addWidget(bottom);
-    split->setStretchFactor(0, 3);
-    split->setStretchFactor(1, 2);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(2, 2, 2, 2);
-    layout->addWidget(split);
 }
 
 frmMediaList::~frmMediaList()

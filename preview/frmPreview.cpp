@@ -1,5 +1,7 @@
 #include "preview/frmPreview.h"
 
+#include "ui_frmPreview.h"
+
 #include "core/QmIcons.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
@@ -12,16 +14,12 @@
 #include "tools/frmVolume.h"
 
 #include <QEvent>
-#include <QFrame>
-#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QMouseEvent>
-#include <QLabel>
 #include <QProxyStyle>
 #include <QSlider>
 #include <QTimer>
 #include <QToolButton>
-#include <QVBoxLayout>
 
 using namespace QmShared;
 
@@ -43,139 +41,54 @@ public:
     }
 };
 
-QFrame* MakeFrame(QWidget* parent, const char* name)
-{
-    auto* frame = new QFrame(parent);
-    frame->setObjectName(QLatin1String(name));
-    frame->setMouseTracking(true);
-    return frame;
-}
-
 } // namespace
 
 frmPreview::frmPreview()
 {
-    setObjectName(QStringLiteral("frmPreview"));
-    setWindowTitle(QStringLiteral("Preview"));
+    Ui::frmPreview ui;
+    ui.setupUi(this);
+    fmeDisplay = ui.fmeDisplay;
+    picDisplay = ui.picDisplay;
+    shpOutlineRect = ui.shpOutlineRect;
+    fmePlayer = ui.fmePlayer;
+    sldSeekBar = ui.sldSeekBar;
+    lblCurrentTime = ui.lblCurrentTime;
+    lblDuration = ui.lblDuration;
+    fmeControls = ui.fmeControls;
+    cmdPlay = ui.cmdPlay;
+    cmdPause = ui.cmdPause;
+    cmdStop = ui.cmdStop;
+    cmdRewind = ui.cmdRewind;
+    cmdForward = ui.cmdForward;
+    cmdRepeat = ui.cmdRepeat;
+    cmdMute = ui.cmdMute;
 
     tm = new QTimer(this);
     tm->setObjectName(QStringLiteral("tm"));
     tm->setInterval(250);
     connect(tm, &QTimer::timeout, this, [this] { tm_Timer(); });
 
-    fmeDisplay = MakeFrame(this, "fmeDisplay");
-    fmeDisplay->setAutoFillBackground(true);
-    QPalette black = fmeDisplay->palette();
-    black.setColor(QPalette::Window, Qt::black);
-    fmeDisplay->setPalette(black);
-    fmeDisplay->setMinimumSize(160, 120);
-    fmeDisplay->installEventFilter(this);
-    shpOutlineRect = MakeFrame(fmeDisplay, "shpOutlineRect");
-    shpOutlineRect->setFrameShape(QFrame::Box);
-    QPalette outline = shpOutlineRect->palette();
-    outline.setColor(QPalette::WindowText, QColor(0x60, 0x60, 0x60));
-    shpOutlineRect->setPalette(outline);
-    picDisplay = new QmVideoSurface(fmeDisplay);
-    picDisplay->setObjectName(QStringLiteral("picDisplay"));
-    picDisplay->setWhatsThis(QStringLiteral(
-        "The preview of the timeline as it stands: press Play, or move the timeline's slider to see any moment."));
-    Hint(picDisplay, QStringLiteral("Previews the contents of the timeline"));
-    Hint(fmeDisplay, QStringLiteral("Ready"));
-
-    fmePlayer = MakeFrame(this, "fmePlayer");
-    sldSeekBar = new QSlider(Qt::Horizontal, fmePlayer);
-    sldSeekBar->setObjectName(QStringLiteral("sldSeekBar"));
     auto* seekStyle = new SeekBarStyle;
     seekStyle->setParent(sldSeekBar);
     sldSeekBar->setStyle(seekStyle);
-    sldSeekBar->setRange(0, 10);
-    sldSeekBar->setWhatsThis(QStringLiteral(
-        "The position in the timeline; it follows the timeline's slider. Drag it to look through the timeline."));
-    Hint(sldSeekBar, QStringLiteral("Seek to the desired position of the video"));
     // A move by the user (not the value set by the player) is the bar's scroll; the
     // new position is already the slider's when the action is told.
     connect(sldSeekBar, &QSlider::actionTriggered, this, [this](int) { sldSeekBar_Scroll(sldSeekBar->sliderPosition()); });
     connect(sldSeekBar, &QSlider::sliderReleased, this, [this] { sldSeekBar_Click(); });
-    lblCurrentTime = new QLabel(QStringLiteral("0:00:00.000"), fmePlayer);
-    lblCurrentTime->setObjectName(QStringLiteral("lblCurrentTime"));
-    Hint(lblCurrentTime, QStringLiteral("Displays the current time of the video"));
-    lblDuration = new QLabel(QStringLiteral("0:00:00.000"), fmePlayer);
-    lblDuration->setObjectName(QStringLiteral("lblDuration"));
-    Hint(lblDuration, QStringLiteral("Displays the total duration of the video"));
-    auto* times = new QHBoxLayout;
-    times->addWidget(lblCurrentTime);
-    times->addStretch(1);
-    times->addWidget(lblDuration);
-    auto* player = new QVBoxLayout(fmePlayer);
-    player->setContentsMargins(0, 0, 0, 0);
-    player->setSpacing(0);
-    player->addWidget(sldSeekBar);
-    player->addLayout(times);
 
-    fmeControls = MakeFrame(this, "fmeControls");
-    cmdPlay = MakeButton("cmdPlay", QStringLiteral("Play"));
-    cmdPause = MakeButton("cmdPause", QStringLiteral("Pause"));
-    cmdStop = MakeButton("cmdStop", QStringLiteral("Stop"));
-    cmdRewind = MakeButton("cmdRewind", QStringLiteral("Rewind"));
-    cmdForward = MakeButton("cmdForward", QStringLiteral("Forward"));
-    cmdRepeat = MakeButton("cmdRepeat", QStringLiteral("Repeats playback (Loop)"));
-    cmdRepeat->setText(QStringLiteral("Loop"));
-    cmdRepeat->setCheckable(true);
-    cmdMute = MakeButton("cmdMute", QStringLiteral("Control volume"));
-    cmdMute->setText(QStringLiteral("Volume "));
-    for (QToolButton* button : {cmdRepeat, cmdMute})
-        button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     connect(cmdPlay, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdPlayClick(); });
     connect(cmdPause, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdPauseClick(); });
     connect(cmdStop, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdStopClick(); });
     connect(cmdRewind, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdRewindClick(); });
     connect(cmdForward, &QToolButton::clicked, this, [] { ModuleTWPreview::OnCmdForwardClick(); });
     connect(cmdMute, &QToolButton::clicked, this, [this] { cmdMute_Click(); });
-    cmdPlay->setWhatsThis(QStringLiteral("Plays the timeline from the slider, or the selection when it is shown (Enter)."));
-    cmdPause->setWhatsThis(QStringLiteral("Pauses where the timeline is (Space)."));
-    cmdStop->setWhatsThis(QStringLiteral("Stops, back at the start of the timeline or of the selection."));
-    cmdRewind->setWhatsThis(QStringLiteral("Goes back a twentieth of the timeline."));
-    cmdForward->setWhatsThis(QStringLiteral("Goes on a twentieth of the timeline."));
-    cmdRepeat->setWhatsThis(QStringLiteral("While down, playing starts again from the start at the end."));
-    cmdMute->setWhatsThis(QStringLiteral("The volume of the preview and of the media list's player."));
-    auto* controls = new QHBoxLayout(fmeControls);
-    controls->setContentsMargins(0, 0, 0, 0);
-    controls->setSpacing(2);
-    for (QToolButton* button : {cmdPlay, cmdPause, cmdStop, cmdRewind, cmdForward})
-        controls->addWidget(button);
-    controls->addStretch(1);
-    controls->addWidget(cmdRepeat);
-    controls->addWidget(cmdMute);
     SetInitialIcons();
 
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(4, 4, 4, 4);
-    layout->setSpacing(2);
-    layout->addWidget(fmeDisplay, 1);
-    layout->addWidget(fmePlayer);
-    layout->addWidget(fmeControls);
-
-    // Enter plays and Space pauses wherever the focus is in the panel.
+    // The picture follows the display's size; Enter plays and Space pauses wherever
+    // the focus is in the panel.
     for (QWidget* child : findChildren<QWidget*>())
         child->installEventFilter(this);
     installEventFilter(this);
-}
-
-QToolButton* frmPreview::MakeButton(const char* name, const QString& hint)
-{
-    auto* button = new QToolButton(fmeControls);
-    button->setObjectName(QLatin1String(name));
-    button->setAutoRaise(true);
-    button->setIconSize(QSize(16, 16));
-    button->setFocusPolicy(Qt::TabFocus);
-    Hint(button, hint);
-    return button;
-}
-
-void frmPreview::Hint(QWidget* control, const QString& text)
-{
-    control->setMouseTracking(true);
-    control->setProperty("hint", text);
 }
 
 void frmPreview::SetInitialIcons()

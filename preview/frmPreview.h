@@ -59,6 +59,4 @@ protected:
 
 private:
     frmPreview();
-    QToolButton* MakeButton(const char* name, const QString& hint);
-    void Hint(QWidget* control, const QString& text);
 };

@@ -1,5 +1,7 @@
 #include "shell/frmTools.h"
 
+#include "ui_frmTools.h"
+
 #include "core/QmIcons.h"
 #include "core/QmListView.h"
 #include "core/QmMsgBox.h"
@@ -15,12 +17,9 @@
 #include "timeline/TimelineView.h"
 
 #include <QHash>
-#include <QLabel>
 #include <QMouseEvent>
-#include <QTabWidget>
 #include <QToolButton>
 #include <QTreeWidget>
-#include <QVBoxLayout>
 
 using namespace QmShared;
 
@@ -41,26 +40,18 @@ QString PictureOf(const QString& key)
 
 frmTools::frmTools()
 {
-    setObjectName(QStringLiteral("frmTools"));
-    setWindowTitle(QStringLiteral("Tools"));
+    Ui::frmTools ui;
+    ui.setupUi(this);
+    tbsTools = ui.tbsTools;
+    tvwActions = ui.tvwActions;
+    lvwEffects = ui.lvwEffects;
+    cmdAdd = ui.cmdAdd;
+    lvwHistory = ui.lvwHistory;
 
-    tbsTools = new QTabWidget(this);
-    tbsTools->setObjectName(QStringLiteral("tbsTools"));
-
-    tvwActions = new QTreeWidget;
-    tvwActions->setObjectName(QStringLiteral("tvwActions"));
-    tvwActions->setHeaderHidden(true);
-    tvwActions->setRootIsDecorated(false);
-    tvwActions->setIconSize(QSize(20, 20));
     tvwActions->viewport()->installEventFilter(this);
     tvwActions->viewport()->setMouseTracking(true);
     connect(tvwActions, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* node) { tvwActions_NodeClick(node); });
-    tbsTools->addTab(tvwActions, QStringLiteral("Actions"));
-    tvwActions->setWhatsThis(QStringLiteral("What you can do now in the panel you are working in. Click an action to run it."));
 
-    auto* effects = new QWidget;
-    lvwEffects = new QmListView(effects);
-    lvwEffects->setObjectName(QStringLiteral("lvwEffects"));
     lvwEffects->SetColumns({QStringLiteral("Effect")});
     lvwEffects->SetView(QmListView::List);
     const std::pair<const char*, const char*> kEffects[] = {{"FADE", "Fade"},   {"PIXELATE", "Pixelate"}, {"BLUR", "Blur"},
@@ -72,37 +63,15 @@ frmTools::frmTools()
     lvwEffects->SetSelected(0, true);
     lvwEffects->SetCurrentRow(0);
     connect(lvwEffects, &QmListView::DblClick, this, [this] { OnAddClick(); });
-    lvwEffects->setWhatsThis(QStringLiteral(
-        "The effects you can add to the timeline's effect track. Double-click one, or choose it and press Add."));
     connect(lvwEffects, &QmListView::MouseMoved, this,
             [] { QmStatus::Show(QStringLiteral("Lists all effects that can be added to the timeline")); });
-    cmdAdd = new QToolButton(effects);
-    cmdAdd->setObjectName(QStringLiteral("cmdAdd"));
-    cmdAdd->setText(QStringLiteral("&Add"));
     cmdAdd->setIcon(QmIcon(QStringLiteral("ADD_EFFECT")));
-    cmdAdd->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    cmdAdd->setToolTip(QStringLiteral("Add the effect to the timeline"));
-    cmdAdd->setEnabled(false);
     connect(cmdAdd, &QToolButton::clicked, this, [this] { OnAddClick(); });
-    auto* effectsLayout = new QVBoxLayout(effects);
-    effectsLayout->setContentsMargins(2, 2, 2, 2);
-    effectsLayout->addWidget(lvwEffects, 1);
-    effectsLayout->addWidget(cmdAdd, 0, Qt::AlignRight);
-    tbsTools->addTab(effects, QStringLiteral("Effects"));
 
-    lvwHistory = new QmListView;
-    lvwHistory->setObjectName(QStringLiteral("lvwHistory"));
     lvwHistory->SetColumns({QStringLiteral("Operation")});
     lvwHistory->SetView(QmListView::Report);
     connect(lvwHistory, &QmListView::MouseMoved, this,
             [] { QmStatus::Show(QStringLiteral("Lists all operations that has been carried out")); });
-    tbsTools->addTab(lvwHistory, QStringLiteral("History"));
-    lvwHistory->setWhatsThis(QStringLiteral(
-        "The operations done on the timeline, newest last. Click one to undo back to it, or to redo up to it."));
-
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(2, 2, 2, 2);
-    layout->addWidget(tbsTools);
 }
 
 void frmTools::SetActiveContext(int16_t context)

@@ -1,11 +1,14 @@
 // The main window's frame and the settings store: the menus against their table,
-// commands and their twins, panel placement, the close query, the recent lists.
+// commands and their twins, panel placement, the panels' controls by their design
+// names, the close query, the recent lists.
 #include "QmTestSupport.h"
 
+#include "core/QmListView.h"
 #include "core/QmSettings.h"
 #include "core/QmShared.h"
 #include "core/QmStatus.h"
 #include "core/QmTrap.h"
+#include "core/QmVideoSurface.h"
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWMediaFiles.h"
@@ -16,17 +19,26 @@
 #include "shell/ModuleSettings.h"
 #include "shell/QmMenuArray.h"
 #include "shell/QmCommands.h"
+#include "shell/frmTools.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/frmTimeline.h"
+#include "tools/frmVolume.h"
 
 #include <QDockWidget>
+#include <QGroupBox>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenuBar>
 #include <QProgressBar>
+#include <QSlider>
 #include <QStatusBar>
+#include <QTabWidget>
 #include <QToolBar>
+#include <QToolButton>
+#include <QTreeWidget>
+
+#include <tuple>
 
 using namespace QmShared;
 using QmTest::Main;
@@ -176,6 +188,7 @@ private slots:
     void commandTableRegistersOnceAndRefusesUnknownNames();
     void panelsArePlaced();
     void panelsHideAndComeBack();
+    void controlsCarryTheirDesignNames();
     void closeQuery();
 
     void settingsDefaultsAndRoundTrip();
@@ -324,6 +337,19 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
     QTest::keyClick(main, Qt::Key_I, Qt::ControlModifier);
     QTest::keyClick(main, Qt::Key_O, Qt::ControlModifier);
     QCOMPARE(m_ran, (QStringList{"mnuFileOpen", "mnuFileOpenProject"}));
+    // Ctrl+W is File > Preview's, whichever panel is active: the panels' own close key
+    // gives way.
+    kept[QStringLiteral("mnuFilePreview")] =
+        QmCommands::Replace(QStringLiteral("mnuFilePreview"), [this] { m_ran << QStringLiteral("mnuFilePreview"); });
+    for (QWidget* panel : {static_cast<QWidget*>(frmMediaList::instance()), static_cast<QWidget*>(frmPreview::instance())}) {
+        main->mdiArea()->setActiveSubWindow(main->PanelWindow(panel));
+        m_ran.clear();
+        main->SetItemEnabled(QStringLiteral("mnuFilePreview"), true); // as with a media list row selected
+        QTest::keyClick(main, Qt::Key_W, Qt::ControlModifier);
+        QCOMPARE(m_ran, QStringList{QStringLiteral("mnuFilePreview")});
+        QVERIFY(main->PanelWindow(panel)->isVisible());
+    }
+    m_ran.clear();
 
     // A command that fails is trapped; nothing escapes into the event loop.
     kept[QStringLiteral("mnuEditCopy")] =
@@ -434,6 +460,50 @@ void TestShell::panelsHideAndComeBack()
     QVERIFY(!main->Item(QStringLiteral("mnuViewTools"))->isChecked());
     main->Item(QStringLiteral("mnuViewTools"))->trigger();
     QVERIFY(main->ToolsDock()->isVisible());
+}
+
+void TestShell::controlsCarryTheirDesignNames()
+{
+    // Each form's control by its design name is the one widget of that name, and the
+    // form's member for it points there (not at a twin made beside the form's own).
+    frmMediaList* list = frmMediaList::instance();
+    frmPreview* preview = frmPreview::instance();
+    frmTools* tools = frmTools::instance();
+    frmVolume* volume = frmVolume::instance();
+    const std::tuple<QWidget*, const char*, QWidget*> controls[] = {
+        {list, "lvwMediaList", list->lvwMediaList},
+        {list, "fmeMediaInfo", list->fmeMediaInfo},
+        {list, "lblFile", list->lblFile},
+        {list, "lblFileDisplay", list->lblFileDisplay},
+        {list, "lblInfo_0", list->lblInfo.value(0)},
+        {list, "lblInfo_4", list->lblInfo.value(4)},
+        {list, "lblInfoDisplay_0", list->lblInfoDisplay.value(0)},
+        {list, "lblInfoDisplay_4", list->lblInfoDisplay.value(4)},
+        {list, "picPreviewSmall", list->picPreviewSmall},
+        {list, "cmdPlay", list->cmdPlay},
+        {list, "sldFilePreview", list->sldFilePreview},
+        {preview, "fmeDisplay", preview->fmeDisplay},
+        {preview, "picDisplay", preview->picDisplay},
+        {preview, "shpOutlineRect", preview->shpOutlineRect},
+        {preview, "sldSeekBar", preview->sldSeekBar},
+        {preview, "lblCurrentTime", preview->lblCurrentTime},
+        {preview, "lblDuration", preview->lblDuration},
+        {preview, "cmdPlay", preview->cmdPlay},
+        {preview, "cmdRepeat", preview->cmdRepeat},
+        {preview, "cmdMute", preview->cmdMute},
+        {tools, "tbsTools", tools->tbsTools},
+        {tools, "tvwActions", tools->tvwActions},
+        {tools, "lvwEffects", tools->lvwEffects},
+        {tools, "cmdAdd", tools->cmdAdd},
+        {tools, "lvwHistory", tools->lvwHistory},
+        {volume, "sldVolume", volume->sldVolume},
+    };
+    QCOMPARE(list->lblInfo.size(), 5);
+    QCOMPARE(list->lblInfoDisplay.size(), 5);
+    for (const auto& [form, name, member] : controls) {
+        const QList<QWidget*> named = form->findChildren<QWidget*>(QString::fromLatin1(name));
+        QVERIFY2(member && named == QList<QWidget*>{member}, name);
+    }
 }
 
 void TestShell::closeQuery()

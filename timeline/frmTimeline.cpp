@@ -27,7 +27,9 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QHeaderView>
+#include <QDropEvent>
 #include <QLabel>
+#include <QMimeData>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -37,6 +39,9 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
+
+#include <utility>
 
 using namespace QmShared;
 using namespace moduleScaleRenderer;
@@ -143,7 +148,18 @@ frmTimeline::frmTimeline()
     tvwTimeline->setHeaderHidden(true);
     tvwTimeline->setIconSize(QSize(16, 16));
     tvwTimeline->setRootIsDecorated(true);
-    connect(tvwTimeline, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
+    tvwTimeline->setUniformRowHeights(true);
+    // A left press selects, as a drag of the node begins with it.
+    connect(tvwTimeline, &QTreeWidget::itemPressed, this, [this](QTreeWidgetItem* node) {
+        if (QApplication::mouseButtons() & Qt::LeftButton)
+            tvwTimeline_NodeClick(node);
+    });
+    // A node dragged onto another shuffles; the list never moves its own nodes.
+    tvwTimeline->setDragEnabled(true);
+    tvwTimeline->setDragDropMode(QAbstractItemView::DragDrop);
+    tvwTimeline->setDefaultDropAction(Qt::CopyAction);
+    tvwTimeline->viewport()->setAcceptDrops(true);
+    tvwTimeline->viewport()->installEventFilter(this);
     tvwTimeline->setWhatsThis(QStringLiteral(
         "The timeline list: every track and the items on it, in order. Click an item to select it on the timeline."));
 
@@ -270,7 +286,7 @@ void frmTimeline::BuildRows()
 
             // The check boxes are the state; the user clicks the image boxes over them.
             auto makeOption = [&](QList<QCheckBox*>* boxes, QList<QmImageBox*>* images, const char* option,
-                                  const QString& tip) {
+                                  const QString& tip, const QString& picture) {
                 auto* box = new QCheckBox(picTimelineBase);
                 box->setObjectName(Indexed((QStringLiteral("chk") + QLatin1String(option) + kind).toLatin1(), i));
                 box->hide();
@@ -280,12 +296,14 @@ void frmTimeline::BuildRows()
                 image->resize(kOptionSize, kOptionSize);
                 image->setToolTip(tip + u' ' + rowName);
                 image->setCursor(Qt::PointingHandCursor);
+                image->SetBlankShows(picture);
                 images->append(image);
             };
-            makeOption(k.link, k.linkImage, "Link", QStringLiteral("Unlink"));
-            makeOption(k.lock, k.lockImage, "Lock", QStringLiteral("Unlock"));
-            makeOption(k.disable, k.disableImage, "Disable", QStringLiteral("Hide"));
             const bool audio = kind == u"Audio";
+            makeOption(k.link, k.linkImage, "Link", QStringLiteral("Unlink"), QStringLiteral("LINK"));
+            makeOption(k.lock, k.lockImage, "Lock", QStringLiteral("Unlock"), QStringLiteral("LOCK"));
+            makeOption(k.disable, k.disableImage, "Disable", QStringLiteral("Hide"),
+                       audio ? QStringLiteral("DISABLE_AUDIO") : QStringLiteral("DISABLE"));
             k.link->last()->setChecked(true);
             k.linkImage->last()->SetPicture(QStringLiteral("BLANK"));
             k.linkImage->last()->hide(); // link boxes show only with the selection sliders
@@ -480,6 +498,8 @@ void frmTimeline::RegisterCommands()
         form->ArrangeRows();
     });
     RegisterAddCommands();
+    RegisterTrackCommands();
+    ModuleTreeView::RegisterCommands();
 }
 
 void frmTimeline::ArrangeRows()
@@ -577,14 +597,19 @@ bool frmTimeline::eventFilter(QObject* watched, QEvent* event)
             auto* key = static_cast<QKeyEvent*>(event);
             Scale_KeyDown(key->key(), key->modifiers());
         }
+    } else if (watched == tvwTimeline->viewport()) {
+        return tvwTimeline_DragEvent(event) || QmPanel::eventFilter(watched, event);
     } else if (watched == picVerticalResize) {
-        auto* mouse = static_cast<QMouseEvent*>(event);
-        if (event->type() == QEvent::MouseButtonPress)
+        // Only a mouse event is one: the divider gets paints and resizes too.
+        if (event->type() == QEvent::MouseButtonPress) {
+            auto* mouse = static_cast<QMouseEvent*>(event);
             picVerticalResize_MouseDown(mouse->button(), mouse->position().toPoint().x());
-        else if (event->type() == QEvent::MouseMove)
+        } else if (event->type() == QEvent::MouseMove) {
+            auto* mouse = static_cast<QMouseEvent*>(event);
             picVerticalResize_MouseMove(mouse->buttons(), mouse->position().toPoint().x());
-        else if (event->type() == QEvent::MouseButtonRelease)
+        } else if (event->type() == QEvent::MouseButtonRelease) {
             picVerticalResize_MouseUp();
+        }
     }
     return QmPanel::eventFilter(watched, event);
 }
@@ -1109,6 +1134,36 @@ void frmTimeline::tvwTimeline_NodeClick(QTreeWidgetItem* node)
         MenuUpdate();
         RenderAllBars();
     });
+}
+
+bool frmTimeline::tvwTimeline_DragEvent(QEvent* event)
+{
+    if (event->type() == QEvent::MouseButtonPress) {
+        m_dragNode = tvwTimeline->itemAt(static_cast<QMouseEvent*>(event)->position().toPoint());
+        return false;
+    }
+    if (event->type() != QEvent::Drop)
+        return false; // the list takes only its own nodes' drags over it
+    auto* drop = static_cast<QDropEvent*>(event);
+    const QStringList own = tvwTimeline->model()->mimeTypes();
+    if (!own.isEmpty() && drop->mimeData()->hasFormat(own.first())) {
+        // A copy, so that the dragging list removes nothing when the drag ends.
+        drop->setDropAction(Qt::CopyAction);
+        drop->accept();
+        tvwTimeline_OLEDragDrop(tvwTimeline->itemAt(drop->position().toPoint()));
+    }
+    return true;
+}
+
+void frmTimeline::tvwTimeline_OLEDragDrop(QTreeWidgetItem* dropNode)
+{
+    // The list is rebuilt by what the drop does: the remembered node goes at once. A
+    // node the list no longer holds was rebuilt away since its press.
+    QTreeWidgetItem* dragNode = std::exchange(m_dragNode, nullptr);
+    bool held = false;
+    for (QTreeWidgetItemIterator it(tvwTimeline); *it && !held; ++it)
+        held = *it == dragNode;
+    ModuleTreeView::OnNodeDragDrop(held ? dragNode : nullptr, dropNode);
 }
 
 void frmTimeline::picVerticalResize_MouseDown(Qt::MouseButton button, int x)

@@ -1,5 +1,7 @@
 #include "tools/frmVolume.h"
 
+#include "ui_frmVolume.h"
+
 #include "core/QmSettings.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
@@ -7,8 +9,6 @@
 #include "engine/ITWPreview.h"
 
 #include <QEvent>
-#include <QFrame>
-#include <QHBoxLayout>
 #include <QSignalBlocker>
 #include <QSlider>
 
@@ -25,28 +25,11 @@ const QString kKey = QStringLiteral("Volume");
 frmVolume::frmVolume()
     : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint)
 {
-    setObjectName(QStringLiteral("frmVolume"));
-    setWindowTitle(QStringLiteral("Volume"));
-    // A raised frame, so that the popup stands out from what lies beneath it.
-    auto* frame = new QFrame(this);
-    frame->setFrameShape(QFrame::StyledPanel);
-    frame->setFrameShadow(QFrame::Raised);
-    sldVolume = new QSlider(Qt::Vertical, frame);
-    sldVolume->setObjectName(QStringLiteral("sldVolume"));
-    sldVolume->setRange(0, 100);
-    sldVolume->setPageStep(10);
-    sldVolume->setTickPosition(QSlider::TicksRight);
-    sldVolume->setTickInterval(25);
-    sldVolume->setToolTip(QStringLiteral("Volume"));
+    Ui::frmVolume ui;
+    ui.setupUi(this);
+    sldVolume = ui.sldVolume;
     sldVolume->installEventFilter(this);
     connect(sldVolume, &QSlider::valueChanged, this, [this] { sldVolume_Change(); });
-    auto* inside = new QHBoxLayout(frame);
-    inside->setContentsMargins(6, 8, 6, 8);
-    inside->addWidget(sldVolume);
-    auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(frame);
-    resize(44, 130);
 }
 
 void frmVolume::LoadVolume()

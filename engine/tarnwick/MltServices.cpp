@@ -8,6 +8,8 @@ extern "C" {
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -188,7 +190,15 @@ int FitGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
     auto* fitted = static_cast<uint8_t*>(mlt_pool_alloc(size));
     if (fit.to.w != fw || fit.to.h != fh)
         FillBlack(fitted, fw, fh);
-    thread_local SwsContext* scaler = nullptr;
+    // One scaler per rendering thread, kept between frames and freed with the thread
+    // (players and saves start threads of their own).
+    struct Scaler
+    {
+        SwsContext* context = nullptr;
+        ~Scaler() { sws_freeContext(context); }
+    };
+    thread_local Scaler cached;
+    SwsContext*& scaler = cached.context;
     scaler = sws_getCachedContext(scaler, fit.from.w, fit.from.h, AV_PIX_FMT_YUV420P, fit.to.w, fit.to.h,
                                   AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr);
     const Planes in = PlanesOf(source, sw, sh), out = PlanesOf(fitted, fw, fh);
@@ -218,6 +228,7 @@ struct Track
         int32_t length;
         int source;
         int32_t in;
+        bool still;
         int fitMode; // -1: taken as it comes
         bool keyed;
         int keyColor; // red, green, blue in the low three bytes
@@ -235,7 +246,8 @@ struct Track
                 || !producers[static_cast<size_t>(piece.source)])
                 continue;
             const int color = (piece.keyRed & 0xFF) | (piece.keyGreen & 0xFF) << 8 | (piece.keyBlue & 0xFF) << 16;
-            pieces.push_back({piece.first, piece.length, piece.source, piece.in, std::clamp(piece.fitMode, -1, 3),
+            pieces.push_back({piece.first, piece.length, piece.source, piece.in,
+                              spec.sources[static_cast<size_t>(piece.source)].still, std::clamp(piece.fitMode, -1, 3),
                               piece.keyed, color, KeyReach(piece.keyTolerance)});
         }
         std::stable_sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.first < b.first; });
@@ -298,7 +310,9 @@ int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
             piece = &candidate;
     }
     mlt_producer parent = piece ? track->producers[static_cast<size_t>(piece->source)] : nullptr;
-    const mlt_position at = piece ? piece->in + position - piece->first : 0;
+    // A still's reader may hold one picture only (a GIF, a BMP): it is always asked for
+    // that one.
+    const mlt_position at = !piece ? 0 : piece->still ? piece->in : piece->in + position - piece->first;
     // Where the file holds less than the timeline asks of it, the piece ends early.
     if (parent && at >= mlt_producer_get_length(parent))
         parent = nullptr;
@@ -333,12 +347,28 @@ int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
     return 0;
 }
 
-void* CreateTrack(mlt_profile profile, mlt_service_type, const char*, const void*)
+// A producer made by mlt_producer_new is ours to free once MLT has closed it.
+void CloseOwnProducer(mlt_producer producer)
+{
+    producer->close = nullptr;
+    mlt_producer_close(producer);
+    std::free(producer);
+}
+
+mlt_producer NewProducer(mlt_profile profile, int (*getFrame)(mlt_producer, mlt_frame_ptr, int))
 {
     mlt_producer producer = mlt_producer_new(profile);
-    if (producer)
-        producer->get_frame = TrackGetFrame;
+    if (producer) {
+        producer->get_frame = getFrame;
+        producer->close = reinterpret_cast<mlt_destructor>(CloseOwnProducer);
+        producer->close_object = producer;
+    }
     return producer;
+}
+
+void* CreateTrack(mlt_profile profile, mlt_service_type, const char*, const void*)
+{
+    return NewProducer(profile, TrackGetFrame);
 }
 
 // The black ground: a picture made in the format asked for, so that nothing converts it.
@@ -390,10 +420,7 @@ int BlackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int)
 
 void* CreateBlack(mlt_profile profile, mlt_service_type, const char*, const void*)
 {
-    mlt_producer producer = mlt_producer_new(profile);
-    if (producer)
-        producer->get_frame = BlackGetFrame;
-    return producer;
+    return NewProducer(profile, BlackGetFrame);
 }
 
 // Laying one picture over another.
@@ -474,6 +501,103 @@ void* CreateOver(mlt_profile, mlt_service_type, const char*, const void*)
     return transition;
 }
 
+// The effect lane: ranges in the lane's order, and an index for finding the ones that
+// hold a frame without looking at them all.
+struct EffectLane
+{
+    std::vector<EffectRange> ranges;
+    EffectMaker make;
+    // Indices by in, and the furthest out reached by that index or any before it (an
+    // out of 0 reaches to the end, as an attached filter's does).
+    std::vector<size_t> byIn;
+    std::vector<int32_t> reach;
+    std::mutex mutex;
+    std::vector<std::unique_ptr<Mlt::Filter>> made;
+    std::vector<bool> tried;
+
+    static int32_t Reach(const EffectRange& r) { return r.out == 0 ? INT32_MAX : r.out; }
+
+    // As MLT applies an attached filter: in and out both 0 is every frame.
+    static bool Holds(const EffectRange& r, int32_t position)
+    {
+        return (r.in == 0 && r.out == 0) || (position >= r.in && (position <= r.out || r.out == 0));
+    }
+
+    void Index()
+    {
+        byIn.resize(ranges.size());
+        for (size_t i = 0; i < byIn.size(); ++i)
+            byIn[i] = i;
+        std::stable_sort(byIn.begin(), byIn.end(), [this](size_t a, size_t b) { return ranges[a].in < ranges[b].in; });
+        reach.resize(byIn.size());
+        for (size_t k = 0; k < byIn.size(); ++k)
+            reach[k] = std::max(k ? reach[k - 1] : INT32_MIN, Reach(ranges[byIn[k]]));
+        made.resize(ranges.size());
+        tried.assign(ranges.size(), false);
+    }
+
+    // The effects that hold position, in the lane's order.
+    std::vector<size_t> Holding(int32_t position) const
+    {
+        std::vector<size_t> found;
+        auto k = static_cast<std::ptrdiff_t>(
+            std::upper_bound(byIn.begin(), byIn.end(), position,
+                             [this](int32_t p, size_t i) { return p < ranges[i].in; })
+            - byIn.begin());
+        for (--k; k >= 0 && reach[static_cast<size_t>(k)] >= position; --k)
+            if (Holds(ranges[byIn[static_cast<size_t>(k)]], position))
+                found.push_back(byIn[static_cast<size_t>(k)]);
+        // A range of in and out 0 starts at 0, so the walk above meets it.
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    mlt_filter FilterOf(size_t index)
+    {
+        std::lock_guard lock(mutex);
+        if (!tried[index]) {
+            tried[index] = true;
+            made[index] = make(index);
+        }
+        return made[index] && made[index]->is_valid() ? made[index]->get_filter() : nullptr;
+    }
+};
+
+void DropEffectLane(void* lane)
+{
+    delete static_cast<EffectLane*>(lane);
+}
+
+mlt_frame EffectsProcess(mlt_filter filter, mlt_frame frame)
+{
+    auto* lane = static_cast<EffectLane*>(mlt_properties_get_data(MLT_FILTER_PROPERTIES(filter), "_lane", nullptr));
+    if (!lane)
+        return frame;
+    mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    // The lane itself is applied over the whole layer, so the frame says the layer's in
+    // and out now; an effect with an end of 0 takes them, as it would attached.
+    const mlt_position layerIn = mlt_properties_get_position(properties, "in");
+    const mlt_position layerOut = mlt_properties_get_position(properties, "out");
+    for (size_t index : lane->Holding(mlt_frame_get_position(frame))) {
+        mlt_filter effect = lane->FilterOf(index);
+        if (!effect || mlt_properties_get_int(MLT_FILTER_PROPERTIES(effect), "disable"))
+            continue;
+        const mlt_position in = mlt_filter_get_in(effect), out = mlt_filter_get_out(effect);
+        mlt_properties_set_position(properties, "in", in == 0 ? layerIn : in);
+        mlt_properties_set_position(properties, "out", out == 0 ? layerOut : out);
+        mlt_filter_process(effect, frame);
+    }
+    return frame;
+}
+
+void* CreateEffects(mlt_profile, mlt_service_type, const char*, const void*)
+{
+    mlt_filter filter = mlt_filter_new();
+    if (filter)
+        filter->process = EffectsProcess;
+    return filter;
+}
+
 // Describing a track in text: numbers written and read in the C locale, whatever the
 // process's own.
 
@@ -533,6 +657,10 @@ mlt_properties Metadata(mlt_service_type type, const char* id, void*)
          "stretch mode and, on the overlay, keyed on its colour; gaps between them."},
         {BlackProducer, "Quillmont black", "Black pictures, in the format asked for."},
         {OverTransition, "Quillmont over", "Lays the B frame over the A frame by the B frame's alpha."},
+        {EffectsFilter, "Quillmont effects",
+         "The lane of effects of Quillmont's engine: hands each frame to the effects whose range holds it, in the "
+         "lane's order, each made when first needed. Only the engine gives it its effects; a saved project holds "
+         "them as filters attached by their ranges."},
     };
     const Text* text = nullptr;
     for (const Text& candidate : texts)
@@ -542,7 +670,9 @@ mlt_properties Metadata(mlt_service_type type, const char* id, void*)
         return nullptr;
     mlt_properties metadata = mlt_properties_new();
     mlt_properties_set(metadata, "schema_version", "7.0");
-    mlt_properties_set(metadata, "type", type == mlt_service_transition_type ? "transition" : "producer");
+    mlt_properties_set(metadata, "type", type == mlt_service_transition_type ? "transition"
+                                         : type == mlt_service_filter_type   ? "filter"
+                                                                             : "producer");
     mlt_properties_set(metadata, "identifier", id);
     mlt_properties_set(metadata, "title", text->title);
     mlt_properties_set(metadata, "version", "1");
@@ -560,7 +690,8 @@ mlt_properties Metadata(mlt_service_type type, const char* id, void*)
             {"sources", "Sources", "How many files the pieces are cut from."},
             {"source.N", "Source N", "The path of source N, from 0."},
             {"source.N.form", "Form of source N",
-             "Its role (video, overlay or sound), the stream's index in the file, the speed, and 1 for a still."},
+             "Its role (video, overlay or sound), the stream's index in the file, the speed, 1 for a still, 1 for "
+             "a still read as an image sequence, and its length in frames at that speed (0 for MLT's own)."},
             {"pieces", "Pieces",
              "Per piece, separated by semicolons: first frame, length, source, first frame in the source, stretch "
              "mode (-1 to 3), keyed (0 or 1), key red, green, blue, and key tolerance (0 to 1)."},
@@ -583,12 +714,19 @@ mlt_properties Metadata(mlt_service_type type, const char* id, void*)
 
 } // namespace
 
+std::string StillResource(const std::string& path, bool sequence)
+{
+    // (A '?' would end the path there.)
+    if (sequence && path.find('?') == std::string::npos)
+        return "image2:" + path + "?loop=1";
+    return path;
+}
+
 std::unique_ptr<Mlt::Producer> OpenSource(mlt_profile profile, const SourceSpec& source)
 {
     std::string resource = source.path;
-    // FFmpeg's image reader hands its one picture out once: looped, it stays.
-    if (source.still && source.path.find('?') == std::string::npos)
-        resource = "avformat:image2:" + source.path + "?loop=1";
+    if (source.still)
+        resource = "avformat:" + StillResource(source.path, source.sequence);
     else if (source.speed != 1.0)
         resource = "timewarp:" + Number(source.speed) + ':' + source.path;
     // Pictures, at any speed, pass MLT's normalising filters by: the fit step sizes them,
@@ -602,10 +740,9 @@ std::unique_ptr<Mlt::Producer> OpenSource(mlt_profile profile, const SourceSpec&
         if (convert.is_valid())
             producer->attach(convert);
     }
-    if (source.still) {
-        // A picture lasts as long as the timeline asks of it.
-        producer->set("length", 1 << 24);
-        producer->set("out", (1 << 24) - 1);
+    if (source.frames > 0) {
+        producer->set("length", source.frames);
+        producer->set("out", source.frames - 1);
     }
     if (source.speed == 1.0) {
         producer->set(source.Pictures() ? "video_index" : "audio_index", source.containerIndex);
@@ -624,7 +761,9 @@ std::vector<std::pair<std::string, std::string>> TrackProperties(const TrackSpec
         properties.emplace_back(name, source.path);
         properties.emplace_back(name + ".form", std::string(RoleWord(source.role)) + ' '
                                                      + Number(static_cast<int64_t>(source.containerIndex)) + ' '
-                                                     + Number(source.speed) + ' ' + (source.still ? '1' : '0'));
+                                                     + Number(source.speed) + ' ' + (source.still ? '1' : '0') + ' '
+                                                     + (source.sequence ? '1' : '0') + ' '
+                                                     + Number(static_cast<int64_t>(source.frames)));
     }
     std::string pieces;
     pieces.reserve(track.pieces.size() * 32);
@@ -669,11 +808,12 @@ bool TrackFromProperties(mlt_properties properties, TrackSpec& track)
         source.role = role == "sound" ? SourceSpec::Role::Sound
                       : role == "overlay" ? SourceSpec::Role::Overlay
                                           : SourceSpec::Role::Video;
-        int still = 0;
+        int still = 0, sequence = 0;
         if (!Next(at, end, source.containerIndex) || !Next(at, end, source.speed) || !Next(at, end, still)
-            || !(source.speed > 0.0))
+            || !Next(at, end, sequence) || !Next(at, end, source.frames) || !(source.speed > 0.0) || source.frames < 0)
             return false;
         source.still = still != 0;
+        source.sequence = sequence != 0;
         track.sources.push_back(std::move(source));
     }
     const char* text = mlt_properties_get(properties, "pieces");
@@ -720,6 +860,19 @@ std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, const TrackSpec&
     return producer;
 }
 
+std::unique_ptr<Mlt::Filter> MakeEffects(Mlt::Profile& profile, std::vector<EffectRange> ranges, EffectMaker make)
+{
+    auto filter = std::make_unique<Mlt::Filter>(profile, EffectsFilter);
+    if (!filter->is_valid())
+        return nullptr;
+    auto* lane = new EffectLane;
+    lane->ranges = std::move(ranges);
+    lane->make = std::move(make);
+    lane->Index();
+    mlt_properties_set_data(MLT_FILTER_PROPERTIES(filter->get_filter()), "_lane", lane, 0, DropEffectLane, nullptr);
+    return filter;
+}
+
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance)
 {
     return Within(LumaPart(y), ChromaPartsOf(u, v), red, green, blue, KeyReach(tolerance));
@@ -730,9 +883,11 @@ void Register(mlt_repository repository)
     mlt_repository_register(repository, mlt_service_producer_type, TrackProducer, CreateTrack);
     mlt_repository_register(repository, mlt_service_producer_type, BlackProducer, CreateBlack);
     mlt_repository_register(repository, mlt_service_transition_type, OverTransition, CreateOver);
+    mlt_repository_register(repository, mlt_service_filter_type, EffectsFilter, CreateEffects);
     for (const char* id : {TrackProducer, BlackProducer})
         mlt_repository_register_metadata(repository, mlt_service_producer_type, id, Metadata, nullptr);
     mlt_repository_register_metadata(repository, mlt_service_transition_type, OverTransition, Metadata, nullptr);
+    mlt_repository_register_metadata(repository, mlt_service_filter_type, EffectsFilter, Metadata, nullptr);
 }
 
 } // namespace Tarnwick::MltServices

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -8,6 +9,7 @@
 #include <vector>
 
 namespace Mlt {
+class Filter;
 class Producer;
 class Profile;
 } // namespace Mlt
@@ -36,18 +38,27 @@ struct mlt_repository_s;
 //   RGBA is asked for.
 // - transition "quillmont_over": lays the B frame over the A frame by the B frame's
 //   alpha; a B frame without alpha covers A, and a gap in B leaves A as it is.
+// - filter "quillmont_effects": a lane of effects on a layer in one filter object. Each
+//   frame goes through the effects whose range holds it, in the lane's order, as
+//   though each were attached with its range; an effect's own filter is made when a
+//   frame first needs it. Thousands of attached filters would cost their making,
+//   attaching and closing at every rebuild, and a look through all of them per frame.
+//   Only the engine hands a lane its effects (MakeEffects): a saved project holds the
+//   same effects as filters attached by their ranges, which MLT applies alike.
 namespace Tarnwick::MltServices {
 
 constexpr const char* TrackProducer = "quillmont_track";
 constexpr const char* BlackProducer = "quillmont_black";
 constexpr const char* OverTransition = "quillmont_over";
+constexpr const char* EffectsFilter = "quillmont_effects";
 
-// Enters the three services, with their metadata, in a repository: the engine's when MLT
+// Enters the four services, with their metadata, in a repository: the engine's when MLT
 // starts in its process, MLT's own when MLT loads the module.
 void Register(mlt_repository_s* repository);
 
 // What a track's pieces are cut from: one stream of a file, for its pictures (on the
-// video track or the overlay) or its sound, at a speed.
+// video track or the overlay) or its sound, at a speed, lasting as long as the engine
+// found it to last.
 struct SourceSpec
 {
     enum class Role { Video, Overlay, Sound };
@@ -56,23 +67,37 @@ struct SourceSpec
     int containerIndex = -1; // the stream's index inside the file
     Role role = Role::Video;
     double speed = 1.0;
+    // A still: every frame of a piece of it is its one picture.
     bool still = false;
+    // A still that FFmpeg reads as an image sequence (see StillResource).
+    bool sequence = false;
+    // The producer's length at its speed: the engine's facts, which may be less than a
+    // lying header claims, or more than a header without a length lets MLT see; a
+    // still's is as long as any timeline. 0 leaves MLT's own.
+    int32_t frames = 0;
 
     bool Pictures() const { return role != Role::Sound; }
-    auto Key() const { return std::tie(containerIndex, role, speed, still, path); }
+    auto Key() const { return std::tie(containerIndex, role, speed, still, sequence, frames, path); }
     bool operator<(const SourceSpec& other) const { return Key() < other.Key(); }
     bool operator==(const SourceSpec& other) const { return Key() == other.Key(); }
 };
 
+// The resource of a still of path for MLT's avformat producer: read by the reader
+// FFmpeg names for it (the image-sequence reader has no GIF decoder, for one), and able
+// to give its picture at every frame asked for. An image sequence hands its one picture
+// out once, and MLT seeks before it decodes: looped, the picture stays.
+std::string StillResource(const std::string& path, bool sequence);
+
 // The producer a source opens as: pictures skip MLT's normalising filters (the fit step
 // sizes them, and they stay in the decoder's YUV 4:2:0 unless a step asks otherwise,
-// which the converter attached then answers); a still lasts as long as the timeline asks
-// of it. Null when MLT cannot open it.
+// which the converter attached then answers); it lasts its frames. Null when MLT cannot
+// open it.
 std::unique_ptr<Mlt::Producer> OpenSource(mlt_profile_s* profile, const SourceSpec& source);
 
 // A piece of a track: frames in.. of source number source shown from frame first for
-// length frames (fewer where the source ends sooner), fitted by a stretch mode (0 to 3;
-// -1 as it comes), keyed when keyed.
+// length frames (fewer where the source ends sooner; every one the picture at in when
+// the source is a still), fitted by a stretch mode (0 to 3; -1 as it comes), keyed when
+// keyed.
 struct TrackPiece
 {
     int32_t first = 0;
@@ -98,7 +123,8 @@ struct TrackSpec
 
 // The track's properties as MLT's XML carries them, besides mlt_service, length, in and
 // out: "sources" (the count), "source.N" (the path), "source.N.form" (role, stream index,
-// speed and still), and "pieces" (one group of numbers per piece).
+// speed, still, image sequence and length in frames), and "pieces" (one group of numbers
+// per piece).
 std::vector<std::pair<std::string, std::string>> TrackProperties(const TrackSpec& track);
 // The other way, from a producer's properties; false when they do not describe a track.
 bool TrackFromProperties(mlt_properties_s* properties, TrackSpec& track);
@@ -107,6 +133,20 @@ bool TrackFromProperties(mlt_properties_s* properties, TrackSpec& track);
 // not open).
 std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, const TrackSpec& track,
                                          const std::vector<Mlt::Producer*>& producers);
+
+// An effect's range of frames on its layer, as a filter's in and out.
+struct EffectRange
+{
+    int32_t in = 0;
+    int32_t out = 0;
+};
+
+// Makes effect index's filter (the index in the ranges given), its in and out set to its
+// range; null when there is none to make.
+using EffectMaker = std::function<std::unique_ptr<Mlt::Filter>(size_t index)>;
+
+// The lane's filter, to attach to the layer; null when MLT will not make it.
+std::unique_ptr<Mlt::Filter> MakeEffects(Mlt::Profile& profile, std::vector<EffectRange> ranges, EffectMaker make);
 
 // The keying decision for one pixel, as the filter makes it (for tests).
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance);

@@ -147,8 +147,22 @@ MltServices::TrackSpec PlanTrack(const Track& track, SourceSpec::Role role, cons
             speed = 1.0;
         if (speed <= 0.0)
             continue;
-        SourceSpec source{QFile::encodeName(stream.path).toStdString(), stream.facts->containerIndex, role, speed,
-                          stream.facts->still};
+        const StreamFacts& facts = *stream.facts;
+        SourceSpec source;
+        source.path = QFile::encodeName(stream.path).toStdString();
+        source.containerIndex = facts.containerIndex;
+        source.role = role;
+        source.speed = speed;
+        source.still = facts.still;
+        source.sequence = facts.imageSequence;
+        // A picture lasts as long as the timeline asks of it; a stream as long as the
+        // engine's facts say, which may be less than a lying header claims, or more than
+        // a header without a length lets MLT see.
+        source.frames = 1 << 24;
+        if (!facts.still) {
+            const double ms = std::min<double>(LongestMs, facts.duration * 1000.0 / speed);
+            source.frames = MsToFrame(static_cast<int32_t>(std::lround(ms))) + 1;
+        }
         auto number = numbers.find(source);
         if (number == numbers.end()) {
             number = numbers.emplace(source, static_cast<int>(spec.sources.size())).first;
@@ -190,6 +204,34 @@ std::vector<FilterPlan> PlanEffects(const Track& track)
     return filters;
 }
 
+// A planned filter made in MLT: its values are text in the C locale, read as a saved
+// project's are, whatever the process's own locale.
+std::unique_ptr<Mlt::Filter> MakeFilter(Mlt::Profile& profile, const FilterPlan& plan)
+{
+    auto filter = std::make_unique<Mlt::Filter>(profile, plan.service.c_str());
+    if (!filter->is_valid())
+        return nullptr;
+    filter->set_lcnumeric("C");
+    for (const auto& [name, value] : plan.properties)
+        filter->set(name.c_str(), value.c_str());
+    filter->set_in_and_out(plan.in, plan.out);
+    return filter;
+}
+
+// A layer's effects as one lane; each effect's filter is made when a frame needs it.
+// Null for no effects.
+std::unique_ptr<Mlt::Filter> MakeLane(Mlt::Profile& profile, std::vector<FilterPlan> filters)
+{
+    if (filters.empty())
+        return nullptr;
+    std::vector<MltServices::EffectRange> ranges;
+    ranges.reserve(filters.size());
+    for (const FilterPlan& filter : filters)
+        ranges.push_back({filter.in, filter.out});
+    auto make = [&profile, filters = std::move(filters)](size_t index) { return MakeFilter(profile, filters[index]); };
+    return MltServices::MakeEffects(profile, std::move(ranges), std::move(make));
+}
+
 } // namespace
 
 int GraphDimension(int pixels)
@@ -215,6 +257,11 @@ void SetGraphProfile(Mlt::Profile& profile, int width, int height)
     // then reach the graph without a conversion.
     p->colorspace = 601;
     profile.set_explicit(1);
+}
+
+QByteArray StillResource(const QString& path, const StreamFacts& facts)
+{
+    return QByteArray::fromStdString(MltServices::StillResource(QFile::encodeName(path).toStdString(), facts.imageSequence));
 }
 
 int32_t MsToFrame(int32_t ms)
@@ -324,7 +371,7 @@ GraphPlan PlanTimelineGraph(const TimelineModel& model, const StreamLookup& look
     return plan;
 }
 
-std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, const GraphPlan& plan, ProducerCache* shared)
+std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, GraphPlan plan, ProducerCache* shared)
 {
     if (!MltRuntime::Start())
         return nullptr;
@@ -344,7 +391,7 @@ std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, const GraphPlan&
         black.attach(convert);
     tractor->set_track(black, index++);
 
-    for (const LayerPlan& layer : plan.layers) {
+    for (LayerPlan& layer : plan.layers) {
         std::vector<Mlt::Producer*> producers;
         producers.reserve(layer.track.sources.size());
         for (const SourceSpec& source : layer.track.sources)
@@ -352,15 +399,8 @@ std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, const GraphPlan&
         std::unique_ptr<Mlt::Producer> track = MltServices::MakeTrack(profile, layer.track, producers);
         if (!track)
             continue;
-        for (const FilterPlan& planned : layer.filters) {
-            Mlt::Filter filter(profile, planned.service.c_str());
-            if (!filter.is_valid())
-                continue;
-            for (const auto& [name, value] : planned.properties)
-                filter.set(name.c_str(), value.c_str());
-            filter.set_in_and_out(planned.in, planned.out);
-            track->attach(filter);
-        }
+        if (auto lane = MakeLane(profile, std::move(layer.filters)))
+            track->attach(*lane);
         const int at = index++;
         tractor->set_track(*track, at);
         std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
@@ -380,6 +420,43 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
                                                  ProducerCache* cache)
 {
     return BuildGraph(profile, PlanTimelineGraph(model, lookup, parts), cache);
+}
+
+GraphSource::GraphSource(const TimelineModel& model)
+    : m_effects(model.EffectsEnabled())
+    , m_taken(true)
+{
+    m_tracks.reserve(model.Tracks().size());
+    for (const auto& track : model.Tracks())
+        m_tracks.push_back(*track);
+}
+
+bool GraphSource::operator==(const GraphSource& other) const
+{
+    auto sameSources = [](const SourceItem& a, const SourceItem& b) {
+        return a.stream == b.stream && a.start == b.start && a.stop == b.stop && a.mediaStart == b.mediaStart
+               && a.mediaStop == b.mediaStop && a.stretchMode == b.stretchMode;
+    };
+    auto sameEffects = [](const EffectItem& a, const EffectItem& b) {
+        return a.name == b.name && a.start == b.start && a.stop == b.stop;
+    };
+    auto sameTransitions = [](const TransitionItem& a, const TransitionItem& b) {
+        return a.name == b.name && a.start == b.start && a.stop == b.stop && a.keyRed == b.keyRed
+               && a.keyGreen == b.keyGreen && a.keyBlue == b.keyBlue && a.parameters == b.parameters;
+    };
+    if (!m_taken || !other.m_taken || m_effects != other.m_effects || m_tracks.size() != other.m_tracks.size())
+        return false;
+    for (size_t i = 0; i < m_tracks.size(); ++i) {
+        const Track& a = m_tracks[i];
+        const Track& b = other.m_tracks[i];
+        if (a.handle != b.handle || a.isVideo != b.isVideo || a.disabled != b.disabled
+            || !std::equal(a.sources.begin(), a.sources.end(), b.sources.begin(), b.sources.end(), sameSources)
+            || !std::equal(a.effects.begin(), a.effects.end(), b.effects.begin(), b.effects.end(), sameEffects)
+            || !std::equal(a.transitions.begin(), a.transitions.end(), b.transitions.begin(), b.transitions.end(),
+                           sameTransitions))
+            return false;
+    }
+    return true;
 }
 
 } // namespace Tarnwick

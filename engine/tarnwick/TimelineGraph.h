@@ -56,6 +56,11 @@ void SetGraphProfile(Mlt::Profile& profile, int width, int height);
 // A width or height as the graph's profile takes it: even, and at least 16 pixels.
 int GraphDimension(int pixels);
 
+// The resource of a still for MLT's avformat producer: read by the reader FFmpeg
+// names for it, and able to give its picture at every frame asked for. The instant
+// preview and the timeline (MltServices::OpenSource) both read stills so.
+QByteArray StillResource(const QString& path, const StreamFacts& facts);
+
 int32_t MsToFrame(int32_t ms);
 int32_t FrameToMs(int32_t frame);
 
@@ -72,7 +77,9 @@ std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile);
 //
 // Bottom to top: the black ground (implied), then one layer per track that takes part,
 // each a track of pieces joined to the ground by "quillmont_over" (pictures) or "mix"
-// (sound).
+// (sound). The video layer's effects are filters by their ranges: the engine runs them
+// through one lane ("quillmont_effects") that makes each when a frame first needs it, a
+// saved project holds them attached to the layer, and MLT applies both alike.
 struct FilterPlan
 {
     std::string service;
@@ -96,8 +103,8 @@ struct GraphPlan
 // ones are overlays. Reads the model and the lookup only: it can run on any thread.
 GraphPlan PlanTimelineGraph(const TimelineModel& model, const StreamLookup& lookup, const GraphParts& parts = {});
 // The plan made in MLT on profile (set by SetGraphProfile); without a cache the graph
-// opens its files for itself.
-std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, const GraphPlan& plan, ProducerCache* cache = nullptr);
+// opens its files for itself. The graph's effect lanes keep the plan's filters.
+std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, GraphPlan plan, ProducerCache* cache = nullptr);
 
 // The graph of the model on profile: BuildGraph of its plan.
 std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
@@ -121,5 +128,21 @@ struct Segment
     size_t source = 0; // index in the track's list
 };
 std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources);
+
+// What a graph is made from, kept to tell whether the timeline has changed since: the
+// tracks and their items, selected flags aside, and whether effects take part. Two
+// equal ones give the same graph.
+class GraphSource
+{
+public:
+    GraphSource() = default;
+    explicit GraphSource(const TimelineModel& model);
+    bool operator==(const GraphSource& other) const;
+
+private:
+    std::vector<Track> m_tracks;
+    bool m_effects = true;
+    bool m_taken = false;
+};
 
 } // namespace Tarnwick
