@@ -22,6 +22,7 @@
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
 #include "timeline/TimelineView.h"
+#include "tools/frmStretchMode.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -599,6 +600,7 @@ void mdiTarnwick::RegisterCommands()
     frmPreview::RegisterCommands();
     ModuleHistory::RegisterCommands();
     moduleEdit::RegisterCommands();
+    frmStretchMode::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
