@@ -22,6 +22,7 @@
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
 #include "timeline/TimelineView.h"
+#include "tools/frmAddText.h"
 #include "tools/frmStretchMode.h"
 
 #include <QActionGroup>
@@ -601,6 +602,7 @@ void mdiTarnwick::RegisterCommands()
     ModuleHistory::RegisterCommands();
     moduleEdit::RegisterCommands();
     frmStretchMode::RegisterCommands();
+    frmAddText::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
