@@ -189,10 +189,16 @@ int QmModal::Exec(QDialog& dialog)
 
 bool QmDesktop::Open(const QString& pathOrUrl)
 {
-    if (QmScript::Enabled()) {
-        QmScript::Detail::RecordOpened(pathOrUrl);
-        return true;
-    }
     const QUrl url = QFileInfo::exists(pathOrUrl) ? QUrl::fromLocalFile(pathOrUrl) : QUrl(pathOrUrl);
-    return QDesktopServices::openUrl(url);
+    const bool opened = QmScript::Enabled() ? QmScript::Detail::RecordOpened(pathOrUrl) : QDesktopServices::openUrl(url);
+    if (!opened) {
+        // A desktop without a browser or player set up: say so, naming what was asked,
+        // rather than doing nothing at all.
+        const QString shown = url.isLocalFile() ? url.toLocalFile() : pathOrUrl;
+        MsgBox(QStringLiteral("Quillmont cannot open \"%1\": no program on this desktop is set up to open it."
+                              "\r\nPlease open it with a program of your choice.")
+                   .arg(shown),
+               QmMsgBox::Icon::Information);
+    }
+    return opened;
 }

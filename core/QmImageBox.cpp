@@ -20,6 +20,12 @@ void QmImageBox::SetPicture(const QString& key)
     update();
 }
 
+void QmImageBox::SetBlankShows(const QString& key)
+{
+    m_blankShows = key;
+    update();
+}
+
 void QmImageBox::SetPainter(std::function<void(QPainter&, const QRect&)> painter)
 {
     m_painter = std::move(painter);
@@ -33,8 +39,12 @@ void QmImageBox::paintEvent(QPaintEvent*)
         m_painter(painter, rect());
         return;
     }
-    if (!m_key.isEmpty())
+    if (m_key == u"BLANK" && !m_blankShows.isEmpty()) {
+        painter.setOpacity(0.28);
+        QmIcon(m_blankShows).paint(&painter, rect());
+    } else if (!m_key.isEmpty()) {
         QmIcon(m_key).paint(&painter, rect());
+    }
 }
 
 void QmImageBox::mousePressEvent(QMouseEvent* event)

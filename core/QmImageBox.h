@@ -17,6 +17,10 @@ public:
     // The picture by image list key ("LINK", "BOOKMARKSEL", ...); empty for none.
     void SetPicture(const QString& key);
     const QString& Picture() const { return m_key; }
+    // What the box shows for the picture "BLANK": by default nothing; an option box shows
+    // its own picture faintly, so that a box that is off still shows where it is and
+    // what it does.
+    void SetBlankShows(const QString& key);
     // Drawn by the owner instead of a picture (slider handles and lines).
     void SetPainter(std::function<void(QPainter&, const QRect&)> painter);
 
@@ -34,5 +38,6 @@ protected:
 
 private:
     QString m_key;
+    QString m_blankShows;
     std::function<void(QPainter&, const QRect&)> m_painter;
 };

@@ -26,6 +26,7 @@ struct State
     QList<DialogRequest> dialogs;
     QQueue<std::function<void(QDialog&)>> modalHandlers;
     QList<QString> opened;
+    bool desktopCanOpen = true;
 };
 
 State& S()
@@ -136,6 +137,11 @@ QList<QString> TakeOpened()
     return std::exchange(S().opened, {});
 }
 
+void SetDesktopCanOpen(bool canOpen)
+{
+    S().desktopCanOpen = canOpen;
+}
+
 namespace Detail {
 
 QmMsgBox::Result NextMessageAnswer(const ShownMessage& shown, bool& found)
@@ -197,10 +203,11 @@ bool NextModalHandler(const QString& formName, std::function<void(QDialog&)>& ha
     return true;
 }
 
-void RecordOpened(const QString& target)
+bool RecordOpened(const QString& target)
 {
     S().opened.append(target);
     Log(QStringLiteral("OPEN\t%1").arg(target));
+    return S().desktopCanOpen;
 }
 
 void Unexpected(const QString& what)

@@ -67,13 +67,17 @@ void HandleModal(std::function<void(QDialog&)> handler);
 
 // Paths and addresses handed to the desktop to open.
 QList<QString> TakeOpened();
+// Whether the scripted desktop has a program to open them (it has, unless a test plays
+// a desktop without one).
+void SetDesktopCanOpen(bool canOpen);
 
 // For the services themselves.
 namespace Detail {
 QmMsgBox::Result NextMessageAnswer(const ShownMessage& shown, bool& found);
 bool NextDialogAnswer(const DialogRequest& request, QVariant& answer);
 bool NextModalHandler(const QString& formName, std::function<void(QDialog&)>& handler);
-void RecordOpened(const QString& target);
+// Records the opening; false when the scripted desktop has nothing to open it with.
+bool RecordOpened(const QString& target);
 void Unexpected(const QString& what);
 } // namespace Detail
 

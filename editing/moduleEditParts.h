@@ -4,6 +4,7 @@
 #include "core/QmError.h"
 #include "core/QmNumbers.h"
 #include "core/QmShared.h"
+#include "core/QmSpan.h"
 #include "engine/ITWKeyTransition.h"
 #include "engine/ITWTimeline.h"
 #include "timeline/TimelineView.h"
@@ -19,6 +20,12 @@ using TimelineView::SliderTime;
 
 inline const QString Module = QStringLiteral("moduleEdit");
 
+// Both edges at once, so that no action takes them in the wrong order.
+inline QmSelection Selection()
+{
+    return {SelectionStart(), SelectionEnd()};
+}
+
 inline ITWTimeline& Tl()
 {
     return QmShared::Eng<ITWTimeline>();
@@ -27,6 +34,15 @@ inline ITWTimeline& Tl()
 inline ITWKeyTransition& Keys()
 {
     return QmShared::Eng<ITWKeyTransition>();
+}
+
+// A source's span as the engine holds it; false when there is no such source.
+inline bool SourceSpan(int32_t track, int16_t seq, QmSpan& span)
+{
+    if (!Tl().GetSourceTimes(track, seq, span.start, span.stop))
+        return false;
+    Tl().GetSourceMediaTimes(track, seq, span.mediaStart, span.mediaStop);
+    return true;
 }
 
 // A division of times as the edits make it: by zero is error 11, as a zero media or

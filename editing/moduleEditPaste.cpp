@@ -54,13 +54,12 @@ bool HasEffectClip(int32_t track)
 }
 
 // Where the position falls on a track: the item j before or in which it lies (or the
-// last one), with j's times. The walk closes the gap after an item ending at the
+// last one), with j's timeline times. The walk closes the gap after an item ending at the
 // position first when the paste replaces a selection.
 struct Place
 {
     int16_t j = 0;
-    int32_t s = 0;
-    int32_t e = 0;
+    QmSpan item;
 };
 
 template <class Times, class Count, class Shift>
@@ -70,7 +69,7 @@ Place FindPlace(int32_t position, bool shift, Times times, Count count, Shift sh
     for (;;) {
         if (shift)
             shiftFrom();
-        times(place.j, place.s, place.e);
+        times(place.j, place.item.start, place.item.stop);
         const int16_t n = count();
         if (place.j < n - 1) {
             int32_t nextStart = 0, nextStop = 0;
@@ -87,13 +86,14 @@ Place FindPlace(int32_t position, bool shift, Times times, Count count, Shift sh
 // The seq to paste before, by where the position falls; -1 when it falls inside j.
 int16_t PasteSeq(const Place& place, int32_t position)
 {
-    if (position == place.s)
+    const QmSpan& item = place.item;
+    if (position == item.start)
         return place.j;
-    if (position == place.e)
+    if (position == item.stop)
         return static_cast<int16_t>(place.j + 1);
-    if (place.s < position && position < place.e)
+    if (item.start < position && position < item.stop)
         return -1;
-    if (position < place.s && place.j == 0)
+    if (position < item.start && place.j == 0)
         return place.j;
     return static_cast<int16_t>(place.j + 1);
 }
@@ -104,19 +104,18 @@ void SplitSourceAt(int32_t track, int16_t j, const Place& place, int32_t positio
     auto& tl = Tl();
     const int32_t stream = tl.GetSourceStream(track, j);
     const int16_t mode = tl.GetSourceStretchMode(track, j);
-    int32_t ms = 0, me = 0;
-    tl.GetSourceMediaTimes(track, j, ms, me);
-    const int32_t s = place.s, e = place.e;
-    const double rate = Divide(e - s, me - ms);
+    QmSpan item = place.item;
+    tl.GetSourceMediaTimes(track, j, item.mediaStart, item.mediaStop);
+    const double rate = Divide(item.Length(), item.MediaLength());
     // Here the whole expression is divided by the rate, unlike the selection edits'
     // edges; for a source at its own speed both agree.
     tl.InsertSource(track, stream, j, position, 0);
-    tl.SetSourceTimes(track, j, position, e);
-    tl.SetSourceMediaTimes(track, j, Ms(Divide(me - (e - position), rate)), me);
+    tl.SetSourceTimes(track, j, position, item.stop);
+    tl.SetSourceMediaTimes(track, j, Ms(Divide(item.mediaStop - (item.stop - position), rate)), item.mediaStop);
     tl.SetSourceStretchMode(track, j, mode);
-    tl.InsertSource(track, stream, j, s, 0);
-    tl.SetSourceTimes(track, j, s, position);
-    tl.SetSourceMediaTimes(track, j, ms, Ms(Divide((position - s) + ms, rate)));
+    tl.InsertSource(track, stream, j, item.start, 0);
+    tl.SetSourceTimes(track, j, item.start, position);
+    tl.SetSourceMediaTimes(track, j, item.mediaStart, Ms(Divide((position - item.start) + item.mediaStart, rate)));
     tl.SetSourceStretchMode(track, j, mode);
     tl.RemoveSource(track, static_cast<int16_t>(j + 2));
 }
@@ -218,9 +217,9 @@ bool EditPasteOverlay(int32_t position, bool shift)
             const KeyColor key = KeyOf(track, j);
             SplitSourceAt(track, j, place, position);
             tl.RemoveTransition(track, j);
-            tl.InsertTransition(track, name, j, position, place.e, 0);
+            tl.InsertTransition(track, name, j, position, place.item.stop, 0);
             ApplyTransitionKey(track, j, key.red, key.green, key.blue);
-            tl.InsertTransition(track, name, j, place.s, position, 0);
+            tl.InsertTransition(track, name, j, place.item.start, position, 0);
             ApplyTransitionKey(track, j, key.red, key.green, key.blue);
             seq = static_cast<int16_t>(j + 1);
         }
@@ -251,8 +250,8 @@ bool EditPasteEffect(int32_t position, bool shift)
                 const int16_t j = place.j;
                 const QString name = tl.GetEffectName(track, j, 260).trimmed();
                 tl.RemoveEffect(track, j);
-                tl.InsertEffect(track, name, j, position, place.e, 0);
-                tl.InsertEffect(track, name, j, place.s, position, 0);
+                tl.InsertEffect(track, name, j, position, place.item.stop, 0);
+                tl.InsertEffect(track, name, j, place.item.start, position, 0);
                 seq = static_cast<int16_t>(j + 1);
             }
             PasteEffectBefore(track, seq, position);

@@ -34,10 +34,17 @@ int32_t PrevStart = 0;
 int32_t PrevStop = 0;
 bool CropSourcesOnly = false;
 
-void AddSourceClip(int32_t track, int32_t stream, int32_t mediaStart, int32_t mediaStop, int16_t seq, int32_t length,
-                   int16_t stretchMode)
+// A piece of a source: its media and its length on the timeline.
+void AddSourceClip(int32_t track, int32_t stream, const QmSpan& piece, int16_t seq, int16_t stretchMode)
 {
-    SourceClips.append(SourceClip{track, stream, mediaStart, mediaStop, seq, length, stretchMode});
+    SourceClips.append(
+        SourceClip{track, stream, piece.mediaStart, piece.mediaStop, seq, piece.Length(), stretchMode});
+}
+
+// A gap keeps its length where a piece keeps its media stop.
+void AddSourceGap(int32_t track, int32_t gap, int16_t seq)
+{
+    SourceClips.append(SourceClip{track, 0, 0, gap, seq, -1, 0});
 }
 
 void AddEffectClip(int32_t track, const QString& name, int32_t length, int16_t seq)
@@ -50,28 +57,28 @@ void AddTransitionClip(int32_t track, const QString& name, int32_t length, KeyCo
     TransitionClips.append(TransitionClip{track, name, length, key.red, key.green, key.blue, seq});
 }
 
-// One item against the selection a..b: where it lies decides what is cut.
+// Where the item lies against the selection decides what is cut.
 enum class Case { Whole, LeftIn, RightIn, Inside };
 
-Case CaseOf(int32_t s, int32_t e, int32_t a, int32_t b)
+Case CaseOf(const QmSpan& item, const QmSelection& sel)
 {
-    if (a <= s)
-        return b >= e ? Case::Whole : Case::LeftIn;
-    return b >= e ? Case::RightIn : Case::Inside;
+    if (sel.start <= item.start)
+        return sel.end >= item.stop ? Case::Whole : Case::LeftIn;
+    return sel.end >= item.stop ? Case::RightIn : Case::Inside;
 }
 
 // The guard of cut, copy and every overlay and effect action, delete and crop
 // included: the item meets the selection.
-bool Meets(int32_t s, int32_t e, int32_t a, int32_t b)
+bool Meets(const QmSpan& item, const QmSelection& sel)
 {
-    return e > a && s < b;
+    return item.stop > sel.start && item.start < sel.end;
 }
 
 // The guard of a source's delete and crop, which lets a source wholly after the
 // selection through.
-bool MeetsForDelete(int32_t s, int32_t e, int32_t a, int32_t b)
+bool MeetsForDelete(const QmSpan& item, const QmSelection& sel)
 {
-    return e > a && s != b;
+    return item.stop > sel.start && item.start != sel.end;
 }
 
 // A source's media times at the selection's edges.
@@ -81,10 +88,11 @@ struct Edges
     int32_t atB = 0;
 };
 
-Edges MediaEdges(int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+Edges MediaEdges(const QmSpan& item, const QmSelection& sel)
 {
-    const double rate = Divide(e - s, me - ms);
-    return {Ms(Divide(a - s, rate) + ms), Ms(me - Divide(e - b, rate))};
+    const double rate = Divide(item.Length(), item.MediaLength());
+    return {Ms(Divide(sel.start - item.start, rate) + item.mediaStart),
+            Ms(item.mediaStop - Divide(item.stop - sel.end, rate))};
 }
 
 // Gap records: the empty stretches inside the selection, so that a paste restores the
@@ -99,8 +107,10 @@ struct GapBook
     void (*record)(int32_t track, int32_t gap, bool trailing);
 };
 
-void LogGapsBy(const GapBook& book, int32_t track, int16_t seq, int32_t s, int32_t e, int32_t a, int32_t b, bool before)
+void LogGapsBy(const GapBook& book, int32_t track, int16_t seq, const QmSpan& item, const QmSelection& sel,
+               bool before)
 {
+    const int32_t s = item.start, e = item.stop, a = sel.start, b = sel.end;
     int32_t gap = 0;
     if (before) {
         if (seq == 0)
@@ -135,86 +145,75 @@ void LogGapsBy(const GapBook& book, int32_t track, int16_t seq, int32_t s, int32
 
 const GapBook SourceGaps{
     [](int32_t t) { return Tl().GetSourceCount(t); },
-    [](int32_t t, int16_t s, int32_t& a, int32_t& b) { return Tl().GetSourceTimes(t, s, a, b); }, true,
-    [](int32_t t, int32_t gap, bool) { AddSourceClip(t, 0, 0, gap, ClipSeq++, -1, 0); }};
+    [](int32_t t, int16_t q, int32_t& start, int32_t& stop) { return Tl().GetSourceTimes(t, q, start, stop); }, true,
+    [](int32_t t, int32_t gap, bool) { AddSourceGap(t, gap, ClipSeq++); }};
 
 const GapBook EffectGaps{
     [](int32_t t) { return Tl().GetEffectCount(t); },
-    [](int32_t t, int16_t s, int32_t& a, int32_t& b) { return Tl().GetEffectTimes(t, s, a, b); }, false,
+    [](int32_t t, int16_t q, int32_t& start, int32_t& stop) { return Tl().GetEffectTimes(t, q, start, stop); }, false,
     [](int32_t t, int32_t gap, bool) { AddEffectClip(t, QStringLiteral("0"), gap, ClipSeq++); }};
 
 // The trailing gap of the overlay's transitions counts on the source records' counter,
 // and the transitions' own counter stays where it was.
 const GapBook TransitionGaps{
     [](int32_t t) { return Tl().GetTransitionCount(t); },
-    [](int32_t t, int16_t s, int32_t& a, int32_t& b) { return Tl().GetTransitionTimes(t, s, a, b); }, false,
+    [](int32_t t, int16_t q, int32_t& start, int32_t& stop) { return Tl().GetTransitionTimes(t, q, start, stop); }, false,
     [](int32_t t, int32_t gap, bool trailing) {
         AddTransitionClip(t, QStringLiteral("0"), gap, {}, TransitionClipSeq);
         ++(trailing ? ClipSeq : TransitionClipSeq);
     }};
 
-void LogGaps(int32_t track, int16_t seq, int32_t s, int32_t e, int32_t a, int32_t b, bool before)
+void LogGaps(int32_t track, int16_t seq, const QmSpan& item, const QmSelection& sel, bool before)
 {
-    LogGapsBy(SourceGaps, track, seq, s, e, a, b, before);
+    LogGapsBy(SourceGaps, track, seq, item, sel, before);
 }
 
-void LogGapsEffects(int32_t track, int16_t seq, int32_t s, int32_t e, int32_t a, int32_t b, bool before)
+void LogGapsEffects(int32_t track, int16_t seq, const QmSpan& item, const QmSelection& sel, bool before)
 {
-    LogGapsBy(EffectGaps, track, seq, s, e, a, b, before);
+    LogGapsBy(EffectGaps, track, seq, item, sel, before);
 }
 
-void LogGapsTransition(int32_t track, int16_t seq, int32_t s, int32_t e, int32_t a, int32_t b, bool before)
+void LogGapsTransition(int32_t track, int16_t seq, const QmSpan& item, const QmSelection& sel, bool before)
 {
-    LogGapsBy(TransitionGaps, track, seq, s, e, a, b, before);
+    LogGapsBy(TransitionGaps, track, seq, item, sel, before);
 }
 
 // The part of an item the selection takes: where it overlaps the selection and, for a
-// source, the media under that stretch. Cut and copy record it; a crop keeps it.
-struct Part
+// source, the media under that stretch (at its edges where the selection cuts it). Cut
+// and copy record it; a crop keeps it.
+QmSpan PartOf(const QmSpan& item, const QmSelection& sel, const Edges& at = {})
 {
-    int32_t start = 0, stop = 0;
-    int32_t mediaStart = 0, mediaStop = 0;
-    int32_t Length() const { return stop - start; }
-};
-
-Part PartOf(int32_t s, int32_t e, int32_t a, int32_t b)
-{
-    return {std::max(s, a), std::min(e, b)};
-}
-
-Part PartOf(int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b, const Edges& at)
-{
-    return {std::max(s, a), std::min(e, b), a <= s ? ms : at.atA, b >= e ? me : at.atB};
+    return {std::max(item.start, sel.start), std::min(item.stop, sel.end),
+            sel.start <= item.start ? item.mediaStart : at.atA, sel.end >= item.stop ? item.mediaStop : at.atB};
 }
 
 // The track changes of cut and delete on a source; the flag of the last engine call.
-bool CutSourceOnTrack(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b,
-                      const Edges& at)
+bool CutSourceOnTrack(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel, const Edges& at)
 {
     auto& tl = Tl();
-    switch (CaseOf(s, e, a, b)) {
+    switch (CaseOf(item, sel)) {
     case Case::Whole: {
         const bool ok = tl.RemoveSource(track, seq);
         --seq;
         return ok;
     }
     case Case::LeftIn:
-        tl.SetSourceTimes(track, seq, b, e);
-        return tl.SetSourceMediaTimes(track, seq, at.atB, me);
+        tl.SetSourceTimes(track, seq, sel.end, item.stop);
+        return tl.SetSourceMediaTimes(track, seq, at.atB, item.mediaStop);
     case Case::RightIn:
-        tl.SetSourceTimes(track, seq, s, a);
-        return tl.SetSourceMediaTimes(track, seq, ms, at.atA);
+        tl.SetSourceTimes(track, seq, item.start, sel.start);
+        return tl.SetSourceMediaTimes(track, seq, item.mediaStart, at.atA);
     case Case::Inside: {
         const int32_t stream = tl.GetSourceStream(track, seq);
         const int16_t mode = tl.GetSourceStretchMode(track, seq);
         // The right piece, then the left one, then the source as it stood goes.
-        tl.InsertSource(track, stream, seq, b, 0);
-        tl.SetSourceTimes(track, seq, b, e);
-        tl.SetSourceMediaTimes(track, seq, at.atB, me);
+        tl.InsertSource(track, stream, seq, sel.end, 0);
+        tl.SetSourceTimes(track, seq, sel.end, item.stop);
+        tl.SetSourceMediaTimes(track, seq, at.atB, item.mediaStop);
         tl.SetSourceStretchMode(track, seq, mode);
-        tl.InsertSource(track, stream, seq, s, 0);
-        tl.SetSourceTimes(track, seq, s, a);
-        tl.SetSourceMediaTimes(track, seq, ms, at.atA);
+        tl.InsertSource(track, stream, seq, item.start, 0);
+        tl.SetSourceTimes(track, seq, item.start, sel.start);
+        tl.SetSourceMediaTimes(track, seq, item.mediaStart, at.atA);
         tl.SetSourceStretchMode(track, seq, mode);
         return tl.RemoveSource(track, static_cast<int16_t>(seq + 2));
     }
@@ -223,7 +222,7 @@ bool CutSourceOnTrack(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t
 }
 
 // The transition paired with an overlay follows its source's change.
-bool CutTransitionOnTrack(int32_t track, int16_t seq, int32_t s, int32_t e, int32_t a, int32_t b, const QString& name,
+bool CutTransitionOnTrack(int32_t track, int16_t seq, const QmSpan& item, const QmSelection& sel, const QString& name,
                           KeyColor key, Case which)
 {
     auto& tl = Tl();
@@ -231,13 +230,13 @@ bool CutTransitionOnTrack(int32_t track, int16_t seq, int32_t s, int32_t e, int3
     case Case::Whole:
         return tl.RemoveTransition(track, static_cast<int16_t>(seq + 1)); // the source went first
     case Case::LeftIn:
-        return tl.SetTransitionTimes(track, seq, b, e);
+        return tl.SetTransitionTimes(track, seq, sel.end, item.stop);
     case Case::RightIn:
-        return tl.SetTransitionTimes(track, seq, s, a);
+        return tl.SetTransitionTimes(track, seq, item.start, sel.start);
     case Case::Inside:
-        tl.InsertTransition(track, name, seq, b, e, 0);
+        tl.InsertTransition(track, name, seq, sel.end, item.stop, 0);
         ApplyTransitionKey(track, seq, key.red, key.green, key.blue);
-        tl.InsertTransition(track, name, seq, s, a, 0);
+        tl.InsertTransition(track, name, seq, item.start, sel.start, 0);
         ApplyTransitionKey(track, seq, key.red, key.green, key.blue);
         return tl.RemoveTransition(track, static_cast<int16_t>(seq + 2));
     }
@@ -245,191 +244,189 @@ bool CutTransitionOnTrack(int32_t track, int16_t seq, int32_t s, int32_t e, int3
 }
 
 // A crop keeps the part inside the selection, where it was; an item wholly inside stays.
-bool CropSourceOnTrack(int32_t track, int16_t seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b,
-                       const Edges& at)
+bool CropSourceOnTrack(int32_t track, int16_t seq, const QmSpan& item, const QmSelection& sel, const Edges& at)
 {
-    if (CaseOf(s, e, a, b) == Case::Whole)
+    if (CaseOf(item, sel) == Case::Whole)
         return true;
-    const Part kept = PartOf(s, e, ms, me, a, b, at);
+    const QmSpan kept = PartOf(item, sel, at);
     Tl().SetSourceTimes(track, seq, kept.start, kept.stop);
     return Tl().SetSourceMediaTimes(track, seq, kept.mediaStart, kept.mediaStop);
 }
 
+// Every action takes the item at seq of a track against the selection; seq steps back
+// when the item went. The answer is the flag of the action's last engine call.
+using Action = bool (*)(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel);
+
 // Source actions.
 
-bool CutOrCopySource(bool cut, int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a,
-                     int32_t b)
+bool CutOrCopySource(bool cut, int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!Meets(s, e, a, b))
+    if (!Meets(item, sel))
         return true;
     auto& tl = Tl();
     const int32_t stream = tl.GetSourceStream(track, seq);
     const int16_t mode = tl.GetSourceStretchMode(track, seq);
-    LogGaps(track, seq, s, e, a, b, true);
-    PrevStart = s;
-    PrevStop = e;
-    const Edges at = MediaEdges(s, e, ms, me, a, b);
-    const Part piece = PartOf(s, e, ms, me, a, b, at);
-    const bool ok = !cut || CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
-    AddSourceClip(track, stream, piece.mediaStart, piece.mediaStop, ClipSeq++, piece.Length(), mode);
-    LogGaps(track, seq, s, e, a, b, false);
+    LogGaps(track, seq, item, sel, true);
+    PrevStart = item.start;
+    PrevStop = item.stop;
+    const Edges at = MediaEdges(item, sel);
+    const QmSpan piece = PartOf(item, sel, at);
+    const bool ok = !cut || CutSourceOnTrack(track, seq, item, sel, at);
+    AddSourceClip(track, stream, piece, ClipSeq++, mode);
+    LogGaps(track, seq, item, sel, false);
     return ok;
 }
 
-bool CutAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool CutAction(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    return CutOrCopySource(true, track, seq, s, e, ms, me, a, b);
+    return CutOrCopySource(true, track, seq, item, sel);
 }
 
-bool CopyAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool CopyAction(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    return CutOrCopySource(false, track, seq, s, e, ms, me, a, b);
+    return CutOrCopySource(false, track, seq, item, sel);
 }
 
-bool DeleteAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool DeleteAction(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!MeetsForDelete(s, e, a, b))
+    if (!MeetsForDelete(item, sel))
         return true;
-    return CutSourceOnTrack(track, seq, s, e, ms, me, a, b, MediaEdges(s, e, ms, me, a, b));
+    return CutSourceOnTrack(track, seq, item, sel, MediaEdges(item, sel));
 }
 
-bool CropAction(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool CropAction(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!MeetsForDelete(s, e, a, b))
+    if (!MeetsForDelete(item, sel))
         return true;
-    return CropSourceOnTrack(track, seq, s, e, ms, me, a, b, MediaEdges(s, e, ms, me, a, b));
+    return CropSourceOnTrack(track, seq, item, sel, MediaEdges(item, sel));
 }
 
 // Overlay actions: the source's action, with the paired transition kept in step.
 
-bool CutOrCopyOverlay(bool cut, int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a,
-                      int32_t b)
+bool CutOrCopyOverlay(bool cut, int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!Meets(s, e, a, b))
+    if (!Meets(item, sel))
         return true;
     auto& tl = Tl();
     const QString name = tl.GetTransitionName(track, seq, 20).trimmed();
     const KeyColor key = KeyOf(track, seq);
     const int32_t stream = tl.GetSourceStream(track, seq);
     const int16_t mode = tl.GetSourceStretchMode(track, seq);
-    LogGaps(track, seq, s, e, a, b, true);
-    LogGapsTransition(track, seq, s, e, a, b, true);
-    PrevStart = s;
-    PrevStop = e;
-    const Edges at = MediaEdges(s, e, ms, me, a, b);
-    const Part piece = PartOf(s, e, ms, me, a, b, at);
+    LogGaps(track, seq, item, sel, true);
+    LogGapsTransition(track, seq, item, sel, true);
+    PrevStart = item.start;
+    PrevStop = item.stop;
+    const Edges at = MediaEdges(item, sel);
+    const QmSpan piece = PartOf(item, sel, at);
     bool ok = true;
     if (cut) {
-        CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
-        ok = CutTransitionOnTrack(track, seq, s, e, a, b, name, key, CaseOf(s, e, a, b));
+        CutSourceOnTrack(track, seq, item, sel, at);
+        ok = CutTransitionOnTrack(track, seq, item, sel, name, key, CaseOf(item, sel));
     }
-    AddSourceClip(track, stream, piece.mediaStart, piece.mediaStop, ClipSeq++, piece.Length(), mode);
+    AddSourceClip(track, stream, piece, ClipSeq++, mode);
     AddTransitionClip(track, name, piece.Length(), key, TransitionClipSeq++);
-    LogGaps(track, seq, s, e, a, b, false);
-    LogGapsTransition(track, seq, s, e, a, b, false);
+    LogGaps(track, seq, item, sel, false);
+    LogGapsTransition(track, seq, item, sel, false);
     return ok;
 }
 
-bool CutActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool CutActionOverlay(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    return CutOrCopyOverlay(true, track, seq, s, e, ms, me, a, b);
+    return CutOrCopyOverlay(true, track, seq, item, sel);
 }
 
-bool CopyActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool CopyActionOverlay(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    return CutOrCopyOverlay(false, track, seq, s, e, ms, me, a, b);
+    return CutOrCopyOverlay(false, track, seq, item, sel);
 }
 
-bool DeleteActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool DeleteActionOverlay(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
     // Unlike a source's, an overlay's delete and crop keep the common guard.
-    if (!Meets(s, e, a, b))
+    if (!Meets(item, sel))
         return true;
     const QString name = Tl().GetTransitionName(track, seq, 260).trimmed();
     const KeyColor key = KeyOf(track, seq);
-    const Edges at = MediaEdges(s, e, ms, me, a, b);
-    const Case which = CaseOf(s, e, a, b);
-    CutSourceOnTrack(track, seq, s, e, ms, me, a, b, at);
-    return CutTransitionOnTrack(track, seq, s, e, a, b, name, key, which);
+    const Edges at = MediaEdges(item, sel);
+    const Case which = CaseOf(item, sel);
+    CutSourceOnTrack(track, seq, item, sel, at);
+    return CutTransitionOnTrack(track, seq, item, sel, name, key, which);
 }
 
-bool CropActionOverlay(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t ms, int32_t me, int32_t a, int32_t b)
+bool CropActionOverlay(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!Meets(s, e, a, b))
+    if (!Meets(item, sel))
         return true;
-    const bool ok = CropSourceOnTrack(track, seq, s, e, ms, me, a, b, MediaEdges(s, e, ms, me, a, b));
-    if (CaseOf(s, e, a, b) == Case::Whole)
+    const bool ok = CropSourceOnTrack(track, seq, item, sel, MediaEdges(item, sel));
+    if (CaseOf(item, sel) == Case::Whole)
         return ok;
-    const Part kept = PartOf(s, e, a, b);
+    const QmSpan kept = PartOf(item, sel);
     return Tl().SetTransitionTimes(track, seq, kept.start, kept.stop);
 }
 
 // Effect actions: no media side.
 
-bool CutOrDeleteEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b, const QString& name)
+bool CutOrDeleteEffect(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel, const QString& name)
 {
     auto& tl = Tl();
-    switch (CaseOf(s, e, a, b)) {
+    switch (CaseOf(item, sel)) {
     case Case::Whole: {
         const bool ok = tl.RemoveEffect(track, seq);
         --seq;
         return ok;
     }
     case Case::LeftIn:
-        return tl.SetEffectTimes(track, seq, b, e);
+        return tl.SetEffectTimes(track, seq, sel.end, item.stop);
     case Case::RightIn:
-        return tl.SetEffectTimes(track, seq, s, a);
+        return tl.SetEffectTimes(track, seq, item.start, sel.start);
     case Case::Inside:
         tl.RemoveEffect(track, seq);
-        tl.InsertEffect(track, name, seq, b, e, 0);
-        return tl.InsertEffect(track, name, seq, s, a, 0);
+        tl.InsertEffect(track, name, seq, sel.end, item.stop, 0);
+        return tl.InsertEffect(track, name, seq, item.start, sel.start, 0);
     }
     return true;
 }
 
 // Cut reads the effect's name through a narrower buffer than copy does.
-bool CutOrCopyEffect(bool cut, int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+bool CutOrCopyEffect(bool cut, int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!Meets(s, e, a, b))
+    if (!Meets(item, sel))
         return true;
     const QString name = Tl().GetEffectName(track, seq, cut ? 10 : 260).trimmed();
-    LogGapsEffects(track, seq, s, e, a, b, true);
-    PrevStart = s;
-    PrevStop = e;
-    const bool ok = !cut || CutOrDeleteEffect(track, seq, s, e, a, b, name);
-    AddEffectClip(track, name, PartOf(s, e, a, b).Length(), ClipSeq++);
-    LogGapsEffects(track, seq, s, e, a, b, false);
+    LogGapsEffects(track, seq, item, sel, true);
+    PrevStart = item.start;
+    PrevStop = item.stop;
+    const bool ok = !cut || CutOrDeleteEffect(track, seq, item, sel, name);
+    AddEffectClip(track, name, PartOf(item, sel).Length(), ClipSeq++);
+    LogGapsEffects(track, seq, item, sel, false);
     return ok;
 }
 
-bool CutActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+bool CutActionEffect(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    return CutOrCopyEffect(true, track, seq, s, e, a, b);
+    return CutOrCopyEffect(true, track, seq, item, sel);
 }
 
-bool CopyActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+bool CopyActionEffect(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    return CutOrCopyEffect(false, track, seq, s, e, a, b);
+    return CutOrCopyEffect(false, track, seq, item, sel);
 }
 
-bool DeleteActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+bool DeleteActionEffect(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!Meets(s, e, a, b))
+    if (!Meets(item, sel))
         return true;
     const QString name = Tl().GetEffectName(track, seq, 260).trimmed();
-    return CutOrDeleteEffect(track, seq, s, e, a, b, name);
+    return CutOrDeleteEffect(track, seq, item, sel, name);
 }
 
-bool CropActionEffect(int32_t track, int16_t& seq, int32_t s, int32_t e, int32_t a, int32_t b)
+bool CropActionEffect(int32_t track, int16_t& seq, const QmSpan& item, const QmSelection& sel)
 {
-    if (!Meets(s, e, a, b) || CaseOf(s, e, a, b) == Case::Whole)
+    if (!Meets(item, sel) || CaseOf(item, sel) == Case::Whole)
         return true;
-    const Part kept = PartOf(s, e, a, b);
+    const QmSpan kept = PartOf(item, sel);
     return Tl().SetEffectTimes(track, seq, kept.start, kept.stop);
 }
-
-using SourceAction = bool (*)(int32_t, int16_t&, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t);
-using EffectAction = bool (*)(int32_t, int16_t&, int32_t, int32_t, int32_t, int32_t);
 
 // Each action has a trap of its own: an error ends that item, and the walk goes on.
 bool Trapped(const char* name, const std::function<bool()>& action)
@@ -437,7 +434,7 @@ bool Trapped(const char* name, const std::function<bool()>& action)
     return QmTrap::Value<bool>(Module, QLatin1String(name), true, action);
 }
 
-SourceAction SourceActionOf(int16_t mode, bool overlay)
+Action SourceActionOf(int16_t mode, bool overlay)
 {
     switch (mode) {
     case ModeCut:
@@ -453,7 +450,7 @@ SourceAction SourceActionOf(int16_t mode, bool overlay)
     }
 }
 
-EffectAction EffectActionOf(int16_t mode)
+Action EffectActionOf(int16_t mode)
 {
     switch (mode) {
     case ModeCut:
@@ -478,52 +475,49 @@ void StartTrackWalk()
 }
 
 // One track's sources against the selection.
-void WalkSources(int32_t track, int16_t mode, bool overlay, int32_t a, int32_t b, bool& result)
+void WalkSources(int32_t track, int16_t mode, bool overlay, const QmSelection& sel, bool& result)
 {
-    auto& tl = Tl();
     StartTrackWalk();
     if (overlay)
         TransitionClipSeq = 0;
-    const SourceAction action = SourceActionOf(mode, overlay);
+    const Action action = SourceActionOf(mode, overlay);
     static const char* const names[2][5] = {{"CutAction", "CopyAction", "", "DeleteAction", "CropAction"},
                                             {"CutActionOverlay", "CopyActionOverlay", "", "DeleteActionOverlay",
                                              "CropActionOverlay"}};
     const char* name = action ? names[overlay ? 1 : 0][mode] : "";
     for (;;) {
-        int32_t s = 0, e = 0, ms = 0, me = 0;
-        if (!tl.GetSourceTimes(track, WalkSeq, s, e))
+        QmSpan item;
+        if (!SourceSpan(track, WalkSeq, item))
             return;
-        tl.GetSourceMediaTimes(track, WalkSeq, ms, me);
-        if (tl.GetTrackLink(track)) {
+        if (Tl().GetTrackLink(track)) {
             if (moduleTWState::IsTrackLocked(track))
                 return;
             if (action)
-                result = Trapped(name, [&] { return action(track, WalkSeq, s, e, ms, me, a, b); });
-            if (a > s && b < e)
+                result = Trapped(name, [&] { return action(track, WalkSeq, item, sel); });
+            if (CaseOf(item, sel) == Case::Inside)
                 return; // the selection lay inside this one source
         }
         ++WalkSeq;
     }
 }
 
-void WalkEffects(int32_t track, int16_t mode, int32_t a, int32_t b, bool& result)
+void WalkEffects(int32_t track, int16_t mode, const QmSelection& sel, bool& result)
 {
-    auto& tl = Tl();
     StartTrackWalk();
-    const EffectAction action = EffectActionOf(mode);
+    const Action action = EffectActionOf(mode);
     static const char* const names[5] = {"CutActionEffect", "CopyActionEffect", "", "DeleteActionEffect",
                                          "CropActionEffect"};
     const char* name = action ? names[mode] : "";
     for (;;) {
-        int32_t s = 0, e = 0;
-        if (!tl.GetEffectTimes(track, WalkSeq, s, e))
+        QmSpan item;
+        if (!Tl().GetEffectTimes(track, WalkSeq, item.start, item.stop))
             return;
         if (moduleTWState::IsEffectSelected(track)) {
             if (moduleTWState::IsEffectLocked(track))
                 return;
             if (action)
-                result = Trapped(name, [&] { return action(track, WalkSeq, s, e, a, b); });
-            if (a > s && b < e)
+                result = Trapped(name, [&] { return action(track, WalkSeq, item, sel); });
+            if (CaseOf(item, sel) == Case::Inside)
                 return;
         }
         ++WalkSeq;
@@ -571,11 +565,10 @@ enum class Whole { Cut, Copy, Delete };
 int32_t RecordWholeSource(int32_t track, int16_t seq, int16_t run)
 {
     auto& tl = Tl();
-    int32_t ms = 0, me = 0, s = 0, e = 0;
-    tl.GetSourceMediaTimes(track, seq, ms, me);
-    tl.GetSourceTimes(track, seq, s, e);
-    AddSourceClip(track, tl.GetSourceStream(track, seq), ms, me, run, e - s, tl.GetSourceStretchMode(track, seq));
-    return e - s;
+    QmSpan whole;
+    SourceSpan(track, seq, whole);
+    AddSourceClip(track, tl.GetSourceStream(track, seq), whole, run, tl.GetSourceStretchMode(track, seq));
+    return whole.Length();
 }
 
 // An overlay goes with its transition; whether the source went is the answer.
@@ -758,17 +751,16 @@ bool EditSelection(int16_t mode)
     QmTrap::Run(Module, QStringLiteral("EditSelection"), [&] {
         if (mode == ModeCrop && !CropSourcesOnly)
             DropOutsideSelection();
-        const int32_t a = SelectionStart();
-        const int32_t b = SelectionEnd();
+        const QmSelection sel = Selection();
         // Video tracks, audio tracks, effect lanes, then the overlay.
         using TimelineView::RowKind;
         for (RowKind kind : {RowKind::Video, RowKind::Audio, RowKind::Effect, RowKind::Overlay}) {
             for (int i = 0; i < TimelineView::RowCount(kind); ++i) {
                 const int32_t track = TimelineView::TrackOf(kind, i);
                 if (kind == RowKind::Effect)
-                    WalkEffects(track, mode, a, b, result);
+                    WalkEffects(track, mode, sel, result);
                 else
-                    WalkSources(track, mode, kind == RowKind::Overlay, a, b, result);
+                    WalkSources(track, mode, kind == RowKind::Overlay, sel, result);
             }
         }
     });
@@ -857,16 +849,25 @@ void DropOutsideSelection()
 {
     QmTrap::Run(Module, QStringLiteral("DropOutsideSelection"), [] {
         auto& tl = Tl();
-        const int32_t a = SelectionStart();
-        const int32_t b = SelectionEnd();
-        auto edgeInside = [a, b](int32_t s, int32_t e) { return (s < a && a < e) || (s < b && b < e); };
+        const QmSelection sel = Selection();
+        // An item goes unless it lies inside the selection or an edge of the selection
+        // cuts through it; whether an item on an edge stays differs by kind.
+        auto edgeInside = [sel](const QmSpan& item) {
+            return (item.start < sel.start && sel.start < item.stop) || (item.start < sel.end && sel.end < item.stop);
+        };
+        auto outside = [&](const QmSpan& item) {
+            return !edgeInside(item) && (item.start < sel.start || item.stop > sel.end);
+        };
+        auto outsideOrOnEdge = [&](const QmSpan& item) {
+            return !edgeInside(item) && (item.start <= sel.start || item.stop >= sel.end);
+        };
         const int videoRows = TimelineView::RowCount(TimelineView::RowKind::Video);
         int i = 1;
         for (int32_t track : TrackCollection) {
             if (!moduleTWState::IsTrackLocked(track) && tl.GetTrackLink(track)) {
-                int32_t s = 0, e = 0;
-                for (int16_t seq = 0; tl.GetSourceTimes(track, seq, s, e);) {
-                    if (!edgeInside(s, e) && (s < a || e > b))
+                QmSpan item;
+                for (int16_t seq = 0; tl.GetSourceTimes(track, seq, item.start, item.stop);) {
+                    if (outside(item))
                         tl.RemoveSource(track, seq);
                     else
                         ++seq;
@@ -874,9 +875,9 @@ void DropOutsideSelection()
             }
             // An effect that shares an edge with the selection goes, where a source stays.
             if (i <= videoRows && moduleTWState::IsEffectSelected(track) && !moduleTWState::IsEffectLocked(track)) {
-                int32_t s = 0, e = 0;
-                for (int16_t seq = 0; tl.GetEffectTimes(track, seq, s, e);) {
-                    if (!edgeInside(s, e) && (s <= a || e >= b))
+                QmSpan item;
+                for (int16_t seq = 0; tl.GetEffectTimes(track, seq, item.start, item.stop);) {
+                    if (outsideOrOnEdge(item))
                         tl.RemoveEffect(track, seq);
                     else
                         ++seq;
@@ -886,9 +887,9 @@ void DropOutsideSelection()
         }
         const int32_t overlay = OverlayTrack;
         if (!moduleTWState::IsTrackLocked(overlay) && tl.GetTrackLink(overlay)) {
-            int32_t s = 0, e = 0;
-            for (int16_t seq = 0; tl.GetSourceTimes(overlay, seq, s, e);) {
-                if (!edgeInside(s, e) && (s <= a || e >= b))
+            QmSpan item;
+            for (int16_t seq = 0; tl.GetSourceTimes(overlay, seq, item.start, item.stop);) {
+                if (outsideOrOnEdge(item))
                     RemoveOverlay(overlay, seq);
                 else
                     ++seq;

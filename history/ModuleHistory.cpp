@@ -150,38 +150,6 @@ TransitionImage TransitionOf(int32_t track, int16_t seq, int32_t nameBuffer)
     return image;
 }
 
-// The walk of an image: sources of the video and audio tracks, the effects of the video
-// track, the overlay's sources with their transitions.
-void TakeImage(QList<SourceImage>& sources, QList<EffectImage>& effects, QList<TransitionImage>& transitions,
-               QList<SourceImage>& overlays, int32_t transitionNameBuffer)
-{
-    auto& tl = Tl();
-    using TimelineView::RowKind;
-    const int tracks = TimelineView::RowCount(RowKind::Video) + TimelineView::RowCount(RowKind::Audio);
-    for (int i = 1; i <= tracks && i <= TrackCollection.Count(); ++i) {
-        const int32_t track = TrackCollection.Item(i);
-        const int16_t n = tl.GetSourceCount(track);
-        for (int16_t seq = 0; seq < n; ++seq)
-            sources.append(ImageOf(track, seq));
-    }
-    if (TrackCollection.Count() > 0) {
-        const int32_t video = TrackCollection.Item(1);
-        const int16_t n = tl.GetEffectCount(video);
-        for (int16_t seq = 0; seq < n; ++seq) {
-            EffectImage image;
-            image.Track = video;
-            tl.GetEffectTimes(video, seq, image.Start, image.Stop);
-            image.Name = tl.GetEffectName(video, seq, 10).trimmed(); // the image's width for names
-            effects.append(image);
-        }
-    }
-    const int16_t n = tl.GetSourceCount(OverlayTrack);
-    for (int16_t seq = 0; seq < n; ++seq) {
-        overlays.append(ImageOf(OverlayTrack, seq));
-        transitions.append(TransitionOf(OverlayTrack, seq, transitionNameBuffer));
-    }
-}
-
 // Rebuilds the timeline from an image; a false flag from the engine is passed over.
 void Rebuild(const QList<SourceImage>& sources, const QList<EffectImage>& effects,
              const QList<TransitionImage>& transitions, const QList<SourceImage>& overlays)
@@ -454,15 +422,46 @@ void OnRedoHistoryClick(int row)
     });
 }
 
+TimelineImage ReadTimelineImage(int32_t transitionNameBuffer)
+{
+    auto& tl = Tl();
+    TimelineImage image;
+    using TimelineView::RowKind;
+    const int tracks = TimelineView::RowCount(RowKind::Video) + TimelineView::RowCount(RowKind::Audio);
+    for (int i = 1; i <= tracks && i <= TrackCollection.Count(); ++i) {
+        const int32_t track = TrackCollection.Item(i);
+        const int16_t n = tl.GetSourceCount(track);
+        for (int16_t seq = 0; seq < n; ++seq)
+            image.sources.append(ImageOf(track, seq));
+    }
+    if (TrackCollection.Count() > 0) {
+        const int32_t video = TrackCollection.Item(1);
+        const int16_t n = tl.GetEffectCount(video);
+        for (int16_t seq = 0; seq < n; ++seq) {
+            EffectImage effect;
+            effect.Track = video;
+            tl.GetEffectTimes(video, seq, effect.Start, effect.Stop);
+            effect.Name = tl.GetEffectName(video, seq, 10).trimmed(); // the image's width for names
+            image.effects.append(effect);
+        }
+    }
+    const int16_t n = tl.GetSourceCount(OverlayTrack);
+    for (int16_t seq = 0; seq < n; ++seq) {
+        image.overlays.append(ImageOf(OverlayTrack, seq));
+        image.transitions.append(TransitionOf(OverlayTrack, seq, transitionNameBuffer));
+    }
+    return image;
+}
+
 void StoreTimelineImage()
 {
     Trapped(QStringLiteral("StoreTimelineImage"), [] {
         // Counts start at what they are: the arrays are cut to them, then grow.
-        SourceImages = SourceImages.mid(0, SourceImageCount);
-        EffectImages = EffectImages.mid(0, EffectImageCount);
-        TransitionImages = TransitionImages.mid(0, TransitionImageCount);
-        OverlaySourceImages = OverlaySourceImages.mid(0, TransitionImageCount);
-        TakeImage(SourceImages, EffectImages, TransitionImages, OverlaySourceImages, 10);
+        const TimelineImage now = ReadTimelineImage(10);
+        SourceImages = SourceImages.mid(0, SourceImageCount) + now.sources;
+        EffectImages = EffectImages.mid(0, EffectImageCount) + now.effects;
+        TransitionImages = TransitionImages.mid(0, TransitionImageCount) + now.transitions;
+        OverlaySourceImages = OverlaySourceImages.mid(0, TransitionImageCount) + now.overlays;
         SourceImageCount = static_cast<int16_t>(SourceImages.size());
         EffectImageCount = static_cast<int16_t>(EffectImages.size());
         TransitionImageCount = static_cast<int16_t>(TransitionImages.size());
@@ -476,7 +475,11 @@ void StoreCurrentTLImage()
         LastEffectImages.clear();
         LastTransitionImages.clear();
         LastOverlaySourceImages.clear();
-        TakeImage(LastSourceImages, LastEffectImages, LastTransitionImages, LastOverlaySourceImages, 20);
+        const TimelineImage now = ReadTimelineImage(20);
+        LastSourceImages = now.sources;
+        LastEffectImages = now.effects;
+        LastTransitionImages = now.transitions;
+        LastOverlaySourceImages = now.overlays;
     });
 }
 

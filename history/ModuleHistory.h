@@ -69,6 +69,10 @@ void OnUndoHistoryListClick(int row);
 void OnRedoHistoryClick(int row);
 
 // Timeline images.
+// The timeline read from the engine as an image holds it, transition names through a
+// buffer of that many characters (an entry's image reads them through 10, the newest
+// image through 20). The one reader of the engine's items for every image.
+TimelineImage ReadTimelineImage(int32_t transitionNameBuffer);
 void StoreTimelineImage();
 void StoreCurrentTLImage();
 void EmptyTimeline();

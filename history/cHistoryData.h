@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/QmSpan.h"
+
 #include <QList>
 #include <QString>
 
@@ -16,6 +18,8 @@ struct SourceImage
     int32_t Track = 0;
     int16_t Seq = 0;
     int16_t StretchMode = 0;
+    // Its times as the edits pass them around.
+    QmSpan Span() const { return {Start, Stop, MediaStart, MediaStop}; }
     bool operator==(const SourceImage&) const = default;
 };
 
@@ -38,6 +42,18 @@ struct TransitionImage
     int16_t KeyBlue = 0;
     QString Name;
     bool operator==(const TransitionImage&) const = default;
+};
+
+// The timeline as an image holds it: the sources of the video and audio tracks, track by
+// track; the video track's effects; the overlay's sources, each with the key transition
+// of its place.
+struct TimelineImage
+{
+    QList<SourceImage> sources;
+    QList<EffectImage> effects;
+    QList<TransitionImage> transitions;
+    QList<SourceImage> overlays;
+    bool operator==(const TimelineImage&) const = default;
 };
 
 // Kept for file operations; nothing fills it, and it is carried along.

@@ -32,6 +32,7 @@
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
 #include <QScreen>
@@ -611,6 +612,14 @@ QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
     window->setObjectName(panel->objectName() + QStringLiteral("Window"));
     window->setWindowIcon(QmIcon(QStringLiteral("QUILLMONT")));
     window->installEventFilter(this);
+    // A panel's own menu closes it with Ctrl+W, which is File > Preview's: the menu's
+    // shortcut wins, and the panel's menu keeps its entry without a key.
+    const QKeySequence preview(Qt::CTRL | Qt::Key_W);
+    for (QAction* action : window->systemMenu()->actions()) {
+        QList<QKeySequence> keys = action->shortcuts();
+        if (keys.removeAll(preview) > 0)
+            action->setShortcuts(keys);
+    }
     m_panelWindows.insert(panel, window);
     return window;
 }

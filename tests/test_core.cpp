@@ -326,6 +326,18 @@ void TestCore::scriptedMessageBoxes()
     QCOMPARE(QmModal::Exec(form), int(QDialog::Accepted));
     QVERIFY(QmDesktop::Open(QStringLiteral("https://quillmont.invalid/x")));
     QCOMPARE(QmScript::TakeOpened(), QList<QString>{QStringLiteral("https://quillmont.invalid/x")});
+
+    // A desktop with nothing to open a page or a file with: the user hears which.
+    QmScript::SetDesktopCanOpen(false);
+    QVERIFY(!QmDesktop::Open(QStringLiteral("file:///opt/quillmont/help/1_Welcome.htm#top")));
+    QVERIFY(!QmDesktop::Open(QStringLiteral("https://quillmont.invalid/y")));
+    QmScript::SetDesktopCanOpen(true);
+    const QList<QmScript::ShownMessage> told = QmScript::TakeMessages();
+    QCOMPARE(told.size(), 2);
+    QVERIFY2(told[0].text.contains(QStringLiteral("\"/opt/quillmont/help/1_Welcome.htm\"")), qPrintable(told[0].text));
+    QVERIFY(told[1].text.contains(QStringLiteral("\"https://quillmont.invalid/y\"")));
+    QCOMPARE(told[1].title, QStringLiteral("Quillmont"));
+    QCOMPARE(QmScript::TakeOpened().size(), 2);
 }
 
 void TestCore::scriptedDialogues()

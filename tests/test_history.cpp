@@ -31,76 +31,29 @@ using QmTest::Tl;
 
 namespace {
 
-// Everything the engine holds of the timeline, to compare two states exactly.
-struct Item
+// The timeline through the history's own reader, names at full width: two states
+// compare item for item.
+TimelineImage Take()
 {
-    int32_t start, stop, mediaStart, mediaStop, stream;
-    int16_t mode;
-    bool operator==(const Item&) const = default;
-};
-struct Key
-{
-    int32_t start, stop;
-    QString name;
-    int16_t red, green, blue;
-    bool operator==(const Key&) const = default;
-};
-struct Snapshot
-{
-    QList<QList<Item>> sources; // per track of TrackCollection, then the overlay
-    QList<std::pair<Item, QString>> effects;
-    QList<Key> keys;
-    bool operator==(const Snapshot&) const = default;
-};
-
-Snapshot Take()
-{
-    auto& tl = Tl();
-    Snapshot shot;
-    QList<int32_t> tracks;
-    for (int32_t track : TrackCollection)
-        tracks << track;
-    tracks << OverlayTrack;
-    for (int32_t track : tracks) {
-        QList<Item> items;
-        Item it{};
-        for (int16_t seq = 0; tl.GetSourceTimes(track, seq, it.start, it.stop); ++seq) {
-            tl.GetSourceMediaTimes(track, seq, it.mediaStart, it.mediaStop);
-            it.stream = tl.GetSourceStream(track, seq);
-            it.mode = tl.GetSourceStretchMode(track, seq);
-            items << it;
-        }
-        shot.sources << items;
-    }
-    const int32_t video = TrackCollection.Item(1);
-    Item e{};
-    for (int16_t seq = 0; tl.GetEffectTimes(video, seq, e.start, e.stop); ++seq)
-        shot.effects << std::pair{e, tl.GetEffectName(video, seq, 260)};
-    auto& key = Eng<ITWKeyTransition>();
-    Key k{};
-    for (int16_t seq = 0; tl.GetTransitionTimes(OverlayTrack, seq, k.start, k.stop); ++seq) {
-        k.name = tl.GetTransitionName(OverlayTrack, seq, 260);
-        k.red = key.GetKeyRed(OverlayTrack, seq);
-        k.green = key.GetKeyGreen(OverlayTrack, seq);
-        k.blue = key.GetKeyBlue(OverlayTrack, seq);
-        shot.keys << k;
-    }
-    return shot;
+    return ReadTimelineImage(260);
 }
 
-QString Describe(const Snapshot& s)
+QString Describe(const TimelineImage& image)
 {
     QStringList parts;
-    for (const QList<Item>& track : s.sources) {
-        QStringList items;
-        for (const Item& i : track)
-            items << QStringLiteral("%1-%2(%3-%4)#%5m%6").arg(i.start).arg(i.stop).arg(i.mediaStart).arg(i.mediaStop).arg(i.stream).arg(i.mode);
-        parts << u'[' + items.join(u' ') + u']';
-    }
-    for (const auto& [e, name] : s.effects)
-        parts << QStringLiteral("fx %1 %2-%3").arg(name).arg(e.start).arg(e.stop);
-    for (const Key& k : s.keys)
-        parts << QStringLiteral("key %1-%2 %3,%4,%5").arg(k.start).arg(k.stop).arg(k.red).arg(k.green).arg(k.blue);
+    for (const SourceImage& i : image.sources + image.overlays)
+        parts << QStringLiteral("%1:%2-%3(%4-%5)#%6m%7")
+                     .arg(i.Track)
+                     .arg(i.Start)
+                     .arg(i.Stop)
+                     .arg(i.MediaStart)
+                     .arg(i.MediaStop)
+                     .arg(i.Stream)
+                     .arg(i.StretchMode);
+    for (const EffectImage& e : image.effects)
+        parts << QStringLiteral("fx %1 %2-%3").arg(e.Name).arg(e.Start).arg(e.Stop);
+    for (const TransitionImage& k : image.transitions)
+        parts << QStringLiteral("key %1-%2 %3,%4,%5").arg(k.Start).arg(k.Stop).arg(k.KeyRed).arg(k.KeyGreen).arg(k.KeyBlue);
     return parts.join(u' ');
 }
 
@@ -188,7 +141,7 @@ void TestHistory::menuUndoRemovesRowsAndRedoBringsThemBack()
     mdiTarnwick* main = mdiTarnwick::instance();
     const int32_t video = TrackCollection.Item(1);
     QVERIFY(!main->Item(QStringLiteral("mnuEditUndo"))->isEnabled());
-    QList<Snapshot> before;
+    QList<TimelineImage> before;
     for (const char* word : {"AddToTimeline", "Effect", "Cut"}) {
         before << Take();
         Command(QString::fromLatin1(word), [&] {
@@ -198,7 +151,7 @@ void TestHistory::menuUndoRemovesRowsAndRedoBringsThemBack()
                 AddClip(video, m_video);
         });
     }
-    const Snapshot newest = Take();
+    const TimelineImage newest = Take();
     main->EnableOrDisableMenuItems();
     QVERIFY(main->Item(QStringLiteral("mnuEditUndo"))->isEnabled());
     QVERIFY(main->ToolButton(QStringLiteral("UNDO"))->isEnabled());
@@ -258,10 +211,10 @@ void TestHistory::newOperationDropsWhatWasUndone()
 void TestHistory::listClicksJumpAcrossSeveralEntries()
 {
     const int32_t audio = TrackCollection.Item(2);
-    const Snapshot empty = Take();
+    const TimelineImage empty = Take();
     for (int i = 0; i < 3; ++i)
         Command(QStringLiteral("AddToTimeline"), [&] { AddClip(audio, m_sound); });
-    const Snapshot full = Take();
+    const TimelineImage full = Take();
 
     // A click on the first row undoes everything, and leaves the rows coloured.
     QTest::mouseClick(Rows()->ActiveView()->viewport(), Qt::LeftButton, {},
@@ -372,11 +325,21 @@ void TestHistory::imagesKeepWhatTheyShould()
         Tl().AddTransitionAt(OverlayTrack, QStringLiteral("DxtKey"), 0, 5000);
         moduleEdit::ApplyTransitionKey(OverlayTrack, 0, 12, 200, 34);
     });
+    Command(QStringLiteral("Resize"), [&] {
+        Tl().SetSourceMediaTimes(video, 0, 250, 1750);
+        Tl().SetSourceStretchMode(video, 0, 2);
+    });
     Command(QStringLiteral("Move"), [&] { Tl().SetSourceTimes(video, 0, 500, 2500); });
     Tl().SetSourceSelected(video, 0, true);
     TimelineView::SetRowOption(TimelineView::RowKind::Audio, 0, TimelineView::Option::Lock, true);
     TimelineView::SetRowOption(TimelineView::RowKind::Video, 0, TimelineView::Option::Link, false);
     Undo();
+    // Read here through the engine itself, not through the reader the images share.
+    int32_t mediaStart = 0, mediaStop = 0;
+    QVERIFY(Tl().GetSourceMediaTimes(video, 0, mediaStart, mediaStop));
+    QCOMPARE(mediaStart, 250);
+    QCOMPARE(mediaStop, 1750);
+    QCOMPARE(Tl().GetSourceStretchMode(video, 0), int16_t(2));
     QCOMPARE(Tl().GetEffectName(video, 0, 260), QStringLiteral("Pixelated")); // cut at 10, then trimmed
     QCOMPARE(Eng<ITWKeyTransition>().GetKeyGreen(OverlayTrack, 0), int16_t(200));
     QCOMPARE(Eng<ITWKeyTransition>().GetKeyBlue(OverlayTrack, 0), int16_t(34));
@@ -406,7 +369,7 @@ void TestHistory::randomRunsUndoAndRedoExactly()
     for (int run = 0; run < 12; ++run) {
         init();
         const int operations = pick(1, 40);
-        QList<Snapshot> before;
+        QList<TimelineImage> before;
         for (int op = 0; op < operations; ++op) {
             before << Take();
             Command(QString::fromLatin1(words[pick(0, 15)]), [&] {
@@ -457,7 +420,7 @@ void TestHistory::randomRunsUndoAndRedoExactly()
                 }
             });
         }
-        const Snapshot final = Take();
+        const TimelineImage final = Take();
         const int inForce = HistoryIndex;
         QVERIFY(inForce <= 26);
         QCOMPARE(inForce, std::min(operations, 26));

@@ -337,6 +337,19 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
     QTest::keyClick(main, Qt::Key_I, Qt::ControlModifier);
     QTest::keyClick(main, Qt::Key_O, Qt::ControlModifier);
     QCOMPARE(m_ran, (QStringList{"mnuFileOpen", "mnuFileOpenProject"}));
+    // Ctrl+W is File > Preview's, whichever panel is active: the panels' own close key
+    // gives way.
+    kept[QStringLiteral("mnuFilePreview")] =
+        QmCommands::Replace(QStringLiteral("mnuFilePreview"), [this] { m_ran << QStringLiteral("mnuFilePreview"); });
+    for (QWidget* panel : {static_cast<QWidget*>(frmMediaList::instance()), static_cast<QWidget*>(frmPreview::instance())}) {
+        main->mdiArea()->setActiveSubWindow(main->PanelWindow(panel));
+        m_ran.clear();
+        main->SetItemEnabled(QStringLiteral("mnuFilePreview"), true); // as with a media list row selected
+        QTest::keyClick(main, Qt::Key_W, Qt::ControlModifier);
+        QCOMPARE(m_ran, QStringList{QStringLiteral("mnuFilePreview")});
+        QVERIFY(main->PanelWindow(panel)->isVisible());
+    }
+    m_ran.clear();
 
     // A command that fails is trapped; nothing escapes into the event loop.
     kept[QStringLiteral("mnuEditCopy")] =

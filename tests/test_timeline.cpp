@@ -651,6 +651,24 @@ void TestTimeline::optionBoxesAsTheUserClicksThem()
     Click("imgLockVideo_0");
     QCOMPARE(Options("Video_0"), QStringLiteral("0:DISABLE 0:BLANK 1:LINK"));
     QVERIFY(CheckBox("chkLinkVideo_0")->isEnabled());
+    // Every box shows its state: one that is off is drawn faintly, never left empty.
+    for (const char* name : {"imgLockVideo_0", "imgLinkVideo_0", "imgDisableAudio_0"}) {
+        QmImageBox* box = ImageBox(name);
+        const QString was = box->Picture();
+        box->SetPicture(QStringLiteral("BLANK"));
+        const QImage off = box->grab().toImage();
+        box->SetPicture(was == u"BLANK" ? QString::fromLatin1(name).contains(u"Lock") ? QStringLiteral("LOCK")
+                                                                                     : QStringLiteral("LINK")
+                                        : was);
+        const QImage on = box->grab().toImage();
+        box->SetPicture(was);
+        QSet<QRgb> colours;
+        for (int y = 0; y < off.height(); ++y)
+            for (int x = 0; x < off.width(); ++x)
+                colours.insert(off.pixel(x, y));
+        QVERIFY2(colours.size() > 1, name);
+        QVERIFY2(off != on, name);
+    }
     QVERIFY(!f->shpVideoSel[0]->isHidden());
     Click("imgLockEffect_0");
     QVERIFY(CheckBox("chkLinkEffect_0")->isEnabled()); // the effect row keeps its link box

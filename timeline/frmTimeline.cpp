@@ -270,7 +270,7 @@ void frmTimeline::BuildRows()
 
             // The check boxes are the state; the user clicks the image boxes over them.
             auto makeOption = [&](QList<QCheckBox*>* boxes, QList<QmImageBox*>* images, const char* option,
-                                  const QString& tip) {
+                                  const QString& tip, const QString& picture) {
                 auto* box = new QCheckBox(picTimelineBase);
                 box->setObjectName(Indexed((QStringLiteral("chk") + QLatin1String(option) + kind).toLatin1(), i));
                 box->hide();
@@ -280,12 +280,14 @@ void frmTimeline::BuildRows()
                 image->resize(kOptionSize, kOptionSize);
                 image->setToolTip(tip + u' ' + rowName);
                 image->setCursor(Qt::PointingHandCursor);
+                image->SetBlankShows(picture);
                 images->append(image);
             };
-            makeOption(k.link, k.linkImage, "Link", QStringLiteral("Unlink"));
-            makeOption(k.lock, k.lockImage, "Lock", QStringLiteral("Unlock"));
-            makeOption(k.disable, k.disableImage, "Disable", QStringLiteral("Hide"));
             const bool audio = kind == u"Audio";
+            makeOption(k.link, k.linkImage, "Link", QStringLiteral("Unlink"), QStringLiteral("LINK"));
+            makeOption(k.lock, k.lockImage, "Lock", QStringLiteral("Unlock"), QStringLiteral("LOCK"));
+            makeOption(k.disable, k.disableImage, "Disable", QStringLiteral("Hide"),
+                       audio ? QStringLiteral("DISABLE_AUDIO") : QStringLiteral("DISABLE"));
             k.link->last()->setChecked(true);
             k.linkImage->last()->SetPicture(QStringLiteral("BLANK"));
             k.linkImage->last()->hide(); // link boxes show only with the selection sliders
