@@ -12,7 +12,9 @@
 #include "engine/ITWKeyTransition.h"
 #include "engine/tarnwick/TarnwickTimeline.h"
 #include "history/ModuleHistory.h"
+#include "core/QmVideoSurface.h"
 #include "media/frmMediaList.h"
+#include "preview/frmPreview.h"
 #include "shell/frmTools.h"
 #include "timeline/moduleTimeline.h"
 #include "tools/frmAddText.h"
@@ -631,22 +633,25 @@ void TestTools::keyColourFromBoxesSlidersPrimariesAndDropper()
 
         // The dropper: moving without the button changes nothing; pressed, it picks the
         // pixel under it, and follows the drag.
-        QTest::mouseMove(k.imgDisplay, QPoint(10, 10));
+        // (The dialogue is not on the screen: moves go to the surface itself.)
+        auto move = [&k](QPoint at, Qt::MouseButtons buttons) {
+            QMouseEvent event(QEvent::MouseMove, at, k.imgDisplay->mapToGlobal(at), Qt::NoButton, buttons, Qt::NoModifier);
+            QApplication::sendEvent(k.imgDisplay, &event);
+        };
+        move(QPoint(10, 10), Qt::NoButton);
         QCOMPARE(k.txtRed->text(), QStringLiteral("255"));
         QTest::mousePress(k.imgDisplay, Qt::LeftButton, {}, QPoint(10, 10));
         const QRgb green = k.picDisplay->Image().pixel(10, 10);
         QCOMPARE((QStringList{k.txtRed->text(), k.txtGreen->text(), k.txtBlue->text()}),
                  (QStringList{QString::number(qRed(green)), QString::number(qGreen(green)), QString::number(qBlue(green))}));
         QCOMPARE(k.sldGreen->value(), qGreen(green));
-        QMouseEvent drag(QEvent::MouseMove, QPointF(160, 120), k.imgDisplay->mapToGlobal(QPointF(160, 120)), Qt::NoButton,
-                         Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(k.imgDisplay, &drag);
+        move(QPoint(160, 120), Qt::LeftButton);
         const QRgb red = k.picDisplay->Image().pixel(160, 120);
         QVERIFY2(Near(red, 255, 0, 0), qPrintable(Rgb(red)));
         QCOMPARE(k.txtRed->text(), QString::number(qRed(red)));
         QCOMPARE(k.picColorDisplay->BackColor(), qRed(red) | qGreen(red) << 8 | qBlue(red) << 16);
         QTest::mouseRelease(k.imgDisplay, Qt::LeftButton, {}, QPoint(160, 120));
-        QTest::mouseMove(k.imgDisplay, QPoint(10, 10));
+        move(QPoint(10, 10), Qt::NoButton);
         QCOMPARE(k.txtRed->text(), QString::number(qRed(red)));
 
         // The key green, as the fourth primary; OK.
@@ -658,7 +663,9 @@ void TestTools::keyColourFromBoxesSlidersPrimariesAndDropper()
     QCOMPARE(Keys(), QStringLiteral("0-3000 0,255,0 KeyType=0"));
     QCOMPARE(History(), before + QStringList{"Set Overlay Key Color"});
     QVERIFY(ProjectModified);
-    // The video shows through the green, the red box stays.
+    // The video shows through the green, the red box stays, in the preview at once.
+    QVERIFY2(Near(frmPreview::instance()->picDisplay->Frame().pixel(10, 10), 0, 0, 255),
+             qPrintable(Rgb(frmPreview::instance()->picDisplay->Frame().pixel(10, 10))));
     QVERIFY2(Near(Renderer().RenderFrame(1000).pixel(10, 10), 0, 0, 255), qPrintable(Rgb(Renderer().RenderFrame(1000).pixel(10, 10))));
     QVERIFY(Near(Renderer().RenderFrame(1000).pixel(160, 120), 255, 0, 0));
 
@@ -726,6 +733,9 @@ void TestTools::stretchModesThroughTheDialogue()
     QImage f = Renderer().RenderFrame(1000);
     QVERIFY2(std::abs(redWidth(f) - 40) <= 3, qPrintable(QString::number(redWidth(f))));
     QVERIFY(Near(f.pixel(2, 120), 0, 0, 255));
+    // The preview shows it at once: no yellow band at the side any more.
+    QVERIFY2(Near(frmPreview::instance()->picDisplay->Frame().pixel(2, 120), 0, 0, 255),
+             qPrintable(Rgb(frmPreview::instance()->picDisplay->Frame().pixel(2, 120))));
 
     choose(&frmStretchMode::optPreserve, "optCrop", "PRESERVE_ASPECT_RATIO");
     QCOMPARE(Tl().GetSourceStretchMode(video, 0), int16_t(2));

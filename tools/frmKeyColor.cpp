@@ -125,13 +125,11 @@ void frmKeyColor::Form_Load()
 {
     QmTrap::Run(kModule, QStringLiteral("Form_Load"), [this] {
         Picking = false;
-        // The boxes' change handlers bring the sliders along; a box that already holds
-        // the value tells no change, so its slider is set here as well.
+        // The boxes' change handlers bring the sliders along (a box that holds the value
+        // already has its slider there).
         const int16_t opened[3] = {KeyColorRed, KeyColorGreen, KeyColorBlue};
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 3; ++i)
             m_boxes[i]->setText(QString::number(opened[i]));
-            txtColor_Change(i);
-        }
         const int32_t color = ColorOf(KeyColorRed, KeyColorGreen, KeyColorBlue);
         picCurrentColor->SetBackColor(color);
         picColorDisplay->SetBackColor(color);
