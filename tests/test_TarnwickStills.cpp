@@ -5,28 +5,22 @@
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWPreview.h"
 
+#include "QmPixels.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
 
+using QmTest::Near;
+using QmTest::Rgb;
+
 namespace {
 
 QString Fixture(const char* name)
 {
     return QStringLiteral(QM_FIXTURE_DIR "/") + QLatin1String(name);
-}
-
-bool Near(QRgb pixel, int r, int g, int b, int tolerance = 40)
-{
-    return std::abs(qRed(pixel) - r) <= tolerance && std::abs(qGreen(pixel) - g) <= tolerance
-           && std::abs(qBlue(pixel) - b) <= tolerance;
-}
-
-QString Rgb(QRgb pixel)
-{
-    return QStringLiteral("(%1,%2,%3)").arg(qRed(pixel)).arg(qGreen(pixel)).arg(qBlue(pixel));
 }
 
 QImage Filled(int width, int height, QRgb colour)

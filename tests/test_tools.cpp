@@ -3,6 +3,7 @@
 // colour dialogue with its boxes, sliders, primary colours and dropper, through undo and
 // redo; the stretch mode dialogue on a wide picture; and the menu entries that open them.
 #include "QmTestSupport.h"
+#include "QmPixels.h"
 
 #include "core/QmDialogs.h"
 #include "core/QmImageBox.h"
@@ -34,6 +35,9 @@
 using namespace QmShared;
 using QmTest::Main;
 using QmTest::Tl;
+
+using QmTest::Near;
+using QmTest::Rgb;
 
 namespace {
 
@@ -98,17 +102,6 @@ QStringList History()
     for (int r = 0; r < rows->Count(); ++r)
         texts << rows->Text(r);
     return texts;
-}
-
-bool Near(QRgb pixel, int r, int g, int b, int tolerance = 40)
-{
-    return std::abs(qRed(pixel) - r) <= tolerance && std::abs(qGreen(pixel) - g) <= tolerance
-           && std::abs(qBlue(pixel) - b) <= tolerance;
-}
-
-QString Rgb(QRgb pixel)
-{
-    return QStringLiteral("(%1,%2,%3)").arg(qRed(pixel)).arg(qGreen(pixel)).arg(qBlue(pixel));
 }
 
 // The distinct colours of a picture.

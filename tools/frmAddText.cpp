@@ -197,54 +197,50 @@ QString frmAddText::Text() const
 void frmAddText::Connect()
 {
     // Every command first ends typing, as the edit box would lose the focus to it.
-    auto on = [this](const char* name, auto routine) {
-        connect(Item(QLatin1String(name)), &QAction::triggered, this, [this, routine] {
-            LeaveTextBox();
-            routine();
-        });
+    // A menu entry and its tool button run the same routine.
+    auto on = [this](std::initializer_list<const char*> names, auto routine) {
+        for (const char* name : names)
+            connect(Item(QLatin1String(name)), &QAction::triggered, this, [this, routine] {
+                LeaveTextBox();
+                routine();
+            });
     };
-    on("mnuFileNew", [this] { mnuFileNew_Click(); });
-    on("NEW", [this] { mnuFileNew_Click(); });
-    on("mnuFileSave", [this] { OnFileSaveClick(); });
-    on("SAVE", [this] { OnFileSaveClick(); });
-    on("mnuFileSaveas", [this] { mnuFileSaveas_Click(); });
-    on("mnuFileSaveAndClose", [this] {
+    on({"mnuFileNew", "NEW"}, [this] { mnuFileNew_Click(); });
+    on({"mnuFileSave", "SAVE"}, [this] { OnFileSaveClick(); });
+    on({"mnuFileSaveas"}, [this] { mnuFileSaveas_Click(); });
+    on({"mnuFileSaveAndClose"}, [this] {
         if (OnFileSaveClick())
             close();
     });
-    on("mnuFileSaveAndAdd", [this] {
+    on({"mnuFileSaveAndAdd"}, [this] {
         if (OnFileSaveClick())
             AddBitmapToMediaList(TextFile);
     });
-    on("mnuFileSaveAddAndClose", [this] {
+    on({"mnuFileSaveAddAndClose"}, [this] {
         if (OnFileSaveClick()) {
             AddBitmapToMediaList(TextFile);
             close();
         }
     });
-    on("mnuFileClose", [this] { close(); });
-    on("mnuFormatText", [this] { OnFormatText(); });
-    on("TEXT", [this] { OnFormatText(); });
-    on("mnuFormatBackgroundColor", [this] { ChooseBackColor(); });
-    on("mnuFormatFontColor", [this] { ChooseFontColor(); });
-    on("mnuFormatFont", [this] { ChooseFont(); });
-    on("mnuFormatTransparentBackground",
+    on({"mnuFileClose"}, [this] { close(); });
+    on({"mnuFormatText", "TEXT"}, [this] { OnFormatText(); });
+    on({"mnuFormatBackgroundColor"}, [this] { ChooseBackColor(); });
+    on({"mnuFormatFontColor"}, [this] { ChooseFontColor(); });
+    on({"mnuFormatFont"}, [this] { ChooseFont(); });
+    on({"mnuFormatTransparentBackground"},
        [this] { SetTransparent(Item(QStringLiteral("mnuFormatTransparentBackground"))->isChecked()); });
-    on("TRANSPARENT_BACKGROUND", [this] { SetTransparent(Item(QStringLiteral("TRANSPARENT_BACKGROUND"))->isChecked()); });
+    on({"TRANSPARENT_BACKGROUND"}, [this] { SetTransparent(Item(QStringLiteral("TRANSPARENT_BACKGROUND"))->isChecked()); });
     for (auto [menu, key] : kStyles) {
         const QString menuName = QLatin1String(menu);
-        on(menu, [this, menuName] { SetStyle(menuName, Item(menuName)->isChecked()); });
-        on(key, [this, menuName, key = QString::fromLatin1(key)] { SetStyle(menuName, Item(key)->isChecked()); });
+        on({menu}, [this, menuName] { SetStyle(menuName, Item(menuName)->isChecked()); });
+        on({key}, [this, menuName, key = QString::fromLatin1(key)] { SetStyle(menuName, Item(key)->isChecked()); });
     }
     for (int16_t i = 0; i < 6; ++i) {
-        on(kPositions[i].menu, [this, i] { PlaceText(i); });
-        on(kPositions[i].key, [this, i] { PlaceText(i); });
+        on({kPositions[i].menu, kPositions[i].key}, [this, i] { PlaceText(i); });
     }
-    on("POSITION", [this] { PlaceText(TextPosition); });
-    on("mnuFormatCenterHorizontally", [this] { CenterHorizontally(); });
-    on("CENTER_HORIZONTALLY", [this] { CenterHorizontally(); });
-    on("mnuFormatCenterVertically", [this] { CenterVertically(); });
-    on("CENTER_VERTICALLY", [this] { CenterVertically(); });
+    on({"POSITION"}, [this] { PlaceText(TextPosition); });
+    on({"mnuFormatCenterHorizontally", "CENTER_HORIZONTALLY"}, [this] { CenterHorizontally(); });
+    on({"mnuFormatCenterVertically", "CENTER_VERTICALLY"}, [this] { CenterVertically(); });
     // Opening the format menu takes the focus from the edit box.
     connect(findChild<QMenu*>(QStringLiteral("mnuFormat")), &QMenu::aboutToShow, this, [this] { LeaveTextBox(); });
 
@@ -617,16 +613,7 @@ bool frmAddText::OnFileSaveClick()
                 SaveBitmapToFile(TextFile);
                 return true;
             }
-            QmDialogs::FileRequest request;
-            request.fileName = QStringLiteral("Untitled");
-            request.filter = QStringLiteral("Bitmap File|*.bmp");
-            request.defaultExt = QStringLiteral("bmp");
-            request.initDir = WorkingFolder;
-            request.flags = QmDialogs::Flag::OverwritePrompt;
-            const QString file = QmDialogs::ShowSave(request).fileName;
-            SaveBitmapToFile(file);
-            TextFile = file;
-            setWindowTitle(ExtractFileName(file) + QStringLiteral(" - ") + QStringLiteral("Add Text"));
+            SaveAsAsked(QStringLiteral("Untitled"));
             return true;
         },
         [](const QmError& e) { return e.Number() == QmErr::DialogCancelled; });
@@ -636,19 +623,22 @@ void frmAddText::mnuFileSaveas_Click()
 {
     QmTrap::Run(
         kModule, QStringLiteral("mnuFileSaveas_Click"),
-        [this] {
-            QmDialogs::FileRequest request;
-            request.fileName = TextFile.isEmpty() ? QStringLiteral("Untitled") : TextFile;
-            request.filter = QStringLiteral("Bitmap File|*.bmp");
-            request.defaultExt = QStringLiteral("bmp");
-            request.initDir = WorkingFolder;
-            request.flags = QmDialogs::Flag::OverwritePrompt;
-            const QString file = QmDialogs::ShowSave(request).fileName;
-            SaveBitmapToFile(file);
-            TextFile = file;
-            setWindowTitle(ExtractFileName(file) + QStringLiteral(" - ") + QStringLiteral("Add Text"));
-        },
+        [this] { SaveAsAsked(TextFile.isEmpty() ? QStringLiteral("Untitled") : TextFile); },
         [](const QmError& e) { return e.Number() == QmErr::DialogCancelled; });
+}
+
+void frmAddText::SaveAsAsked(const QString& name)
+{
+    QmDialogs::FileRequest request;
+    request.fileName = name;
+    request.filter = QStringLiteral("Bitmap File|*.bmp");
+    request.defaultExt = QStringLiteral("bmp");
+    request.initDir = WorkingFolder;
+    request.flags = QmDialogs::Flag::OverwritePrompt;
+    const QString file = QmDialogs::ShowSave(request).fileName;
+    SaveBitmapToFile(file);
+    TextFile = file;
+    setWindowTitle(ExtractFileName(file) + QStringLiteral(" - ") + QStringLiteral("Add Text"));
 }
 
 void frmAddText::SaveBitmapToFile(const QString& file)

@@ -98,6 +98,9 @@ private:
     void Connect();
     // Ends typing when the edit box is open: hides it and draws the text.
     void LeaveTextBox();
+    // The save dialogue, starting at name; the file chosen is written and becomes
+    // TextFile. Cancel raises 32755.
+    void SaveAsAsked(const QString& name);
     // The font's styles on the menu, the toolbar and the font at once.
     void SetStyle(const QString& menuName, bool on);
     void ToggleStyle(const QString& menuName);
