@@ -33,6 +33,17 @@ public:
     // False when the media system is missing what the engine needs to play and save.
     virtual bool CheckDirectShowVersion() = 0;
     // Tries whether the media file at path can be rendered; a result code of the
-    // media list's table (0 for a good file).
+    // media list's table (0 for a good file). The code follows the fault, never the
+    // file's extension:
+    // - 0x80070057 for an empty path, 0x80040216 for no such file (both let pass);
+    // - 0x80040241 (source filter): the system refuses to read it; decided from the file
+    //   itself: not a plain file, or this user cannot open it or read its first bytes;
+    // - 0x80040240 (not recognized): no media type is recognised in its content (zero
+    //   bytes, text, noise, too little left to tell);
+    // - 0x8004022F (invalid): a recognised type whose header or data is broken, whatever
+    //   error the decoding library gives, or whose length is past 24 days;
+    // - 0x80040265 (not supported): no decoder for its streams (MIDI among them);
+    // - 0x00040257, 0x00040258, 0x00040242: its video, its audio, or some of its
+    //   streams do not decode while the rest do.
     virtual int32_t GetFileError(const QString& path) = 0;
 };

@@ -34,4 +34,5 @@ qm_build() {
 }
 
 qm_install_missing
-qm_build
+# QM_SETUP_ONLY=1: the packages only, for scripts that build elsewhere.
+[ "${QM_SETUP_ONLY:-0}" = 1 ] || qm_build

@@ -1,8 +1,10 @@
 // The media side of the engine: opening files and streams with FFmpeg, their
-// particulars against what ffprobe says of the same files, and the render check
-// with its result codes, on generated media and on broken files.
+// particulars against what ffprobe says of the same files, lengths and rates that the
+// headers lie about or leave out, and the render check with its result codes, on
+// generated media and on broken files.
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
+#include "engine/ITWFilePreview.h"
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWStreamInfo.h"
 #include "engine/tarnwick/MediaProbe.h"
@@ -20,6 +22,9 @@ extern "C" {
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Code = Tarnwick::ResultCode;
 
@@ -77,9 +82,11 @@ private slots:
     void streamsMatchFfprobe_data();
     void streamsMatchFfprobe();
     void numbersStreamsAndClosesFiles();
+    void lengthsAndRatesComeFromTheStream();
     void goodFilesRender();
     void brokenFilesAreRefused_data();
     void brokenFilesAreRefused();
+    void whatTheSystemRefusesIsSaidSo();
     void answersAboutTheSystem();
 
 private:
@@ -104,7 +111,7 @@ void TestTarnwickMedia::streamsMatchFfprobe_data()
     for (const char* name : {"video.avi", "video.asf", "video.wmv", "video.mpg", "twovideo.avi", "audioonly.avi",
                              "audio.aiff", "audio.au", "audio.mp3", "audio.wav", "audio.wma", "empty.wav"})
         QTest::newRow(name) << QString::fromLatin1(name) << false;
-    for (const char* name : {"image.bmp", "image.gif", "image.jpg", "image.tga"})
+    for (const char* name : {"image.bmp", "image.gif", "image.jpg", "image.tga", "still.png", "animated.gif"})
         QTest::newRow(name) << QString::fromLatin1(name) << true;
 }
 
@@ -222,12 +229,64 @@ void TestTarnwickMedia::numbersStreamsAndClosesFiles()
     QCOMPARE(m_info->GetStreamCount(), 0);
 }
 
+void TestTarnwickMedia::lengthsAndRatesComeFromTheStream()
+{
+    // The length and rate of the first stream of a fixture, as the media list reads
+    // them; false when the file does not open.
+    auto facts = [this](const char* name, double& seconds, double& rate) {
+        const int32_t file = m_root->OpenFile(Fixture(QString::fromLatin1(name)));
+        seconds = rate = -1.0;
+        if (!file || !m_files->SelectStream(m_files->OpenStream(file, 0)))
+            return false;
+        seconds = m_info->GetDuration();
+        rate = m_info->GetFrameRate();
+        return true;
+    };
+    double seconds = 0.0, rate = 0.0;
+
+    // Headers that claim more time than their files hold: the samples' own times
+    // count. 3000 bytes at 1 Hz, not 2^31 - 1 seconds; 2 seconds, not 389,563.
+    for (const auto& [name, truth] : {std::pair{"liar.au", 3000.0}, std::pair{"liar.wav", 2.0}}) {
+        QCOMPARE(m_root->GetFileError(Fixture(QString::fromLatin1(name))), Code::Ok);
+        QVERIFY(facts(name, seconds, rate));
+        QVERIFY2(qAbs(seconds - truth) < 0.01, qPrintable(QStringLiteral("%1: %2 s").arg(name).arg(seconds)));
+    }
+    // A length the file truly has past the engine's milliseconds: refused, not wrapped.
+    QCOMPARE(m_root->GetFileError(Fixture(QStringLiteral("toolong.au"))), Code::InvalidFileFormat);
+    QCOMPARE(m_root->OpenFile(Fixture(QStringLiteral("toolong.au"))), 0);
+
+    // No length in the headers: found where the stream's frames end (3 s at 25 fps).
+    QVERIFY(facts("nolength.mpg", seconds, rate));
+    QVERIFY2(qAbs(seconds - 3.0) < 0.05, qPrintable(QString::number(seconds)));
+    QCOMPARE(rate, 25.0);
+
+    // No average rate, and FFmpeg's guess is its 1 ms clock: the first frames' times
+    // say 25 a second on the whole.
+    QVERIFY(facts("unsetrate.asf", seconds, rate));
+    QVERIFY2(qAbs(rate - 25.0) < 1.0, qPrintable(QString::number(rate)));
+    QVERIFY2(qAbs(seconds - 2.0) < 0.1, qPrintable(QString::number(seconds)));
+
+    // The instant preview plays the same lengths (into no sound device).
+    qputenv("SDL_AUDIODRIVER", "dummy");
+    auto& preview = TWCast<ITWFilePreview>(m_object.get());
+    for (const auto& [name, ms] : {std::pair{"liar.au", 3000000}, std::pair{"liar.wav", 2000},
+                                   std::pair{"nolength.mpg", 3000}}) {
+        QVERIFY2(preview.OpenFile(Fixture(QString::fromLatin1(name))), name);
+        QVERIFY2(qAbs(preview.GetDuration() - ms) <= 40,
+                 qPrintable(QStringLiteral("%1: %2 ms").arg(name).arg(preview.GetDuration())));
+    }
+    QVERIFY(!preview.OpenFile(Fixture(QStringLiteral("toolong.au"))));
+    QCOMPARE(preview.GetDuration(), 0);
+    preview.Close();
+}
+
 void TestTarnwickMedia::goodFilesRender()
 {
     const QDir dir(QStringLiteral(QM_FIXTURE_DIR));
-    const QStringList good = {"video.avi", "video.asf", "video.wmv", "video.mpg", "twovideo.avi", "audioonly.avi",
-                              "audio.aiff", "audio.au", "audio.mp3", "audio.wav", "audio.wma", "empty.wav",
-                              "image.bmp", "image.gif", "image.jpg", "image.tga"};
+    const QStringList good = {"video.avi",     "video.asf",  "video.wmv", "video.mpg",    "twovideo.avi",
+                              "audioonly.avi", "audio.aiff", "audio.au",  "audio.mp3",    "audio.wav",
+                              "audio.wma",     "empty.wav",  "image.bmp", "image.gif",    "image.jpg",
+                              "image.tga",     "still.png",  "liar.au",   "nolength.mpg", "unsetrate.asf"};
     for (const QString& name : good)
         QVERIFY2(m_root->GetFileError(dir.filePath(name)) == Code::Ok, qPrintable(name));
 
@@ -249,13 +308,20 @@ void TestTarnwickMedia::brokenFilesAreRefused_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<int32_t>("code");
-    QTest::newRow("zero bytes") << QStringLiteral("zero.avi") << Code::InvalidFileFormat;
-    QTest::newRow("text named .avi") << QStringLiteral("text.avi") << Code::InvalidFileFormat;
+    // Nothing of a media type in the content, whatever the name says (the media list's
+    // test goes through every name). TGA has no signature: its name counts only for a
+    // picture that decodes.
+    QTest::newRow("zero bytes named .avi") << QStringLiteral("zero.avi") << Code::UnknownFileType;
+    QTest::newRow("text named .tga") << QStringLiteral("text.tga") << Code::UnknownFileType;
     QTest::newRow("text of no known type") << QStringLiteral("notes.qxz") << Code::UnknownFileType;
     QTest::newRow("noise named .wmv") << QStringLiteral("noise.wmv") << Code::UnknownFileType;
-    QTest::newRow("truncated") << QStringLiteral("truncated.avi") << Code::InvalidFileFormat;
+    // Known by content, their headers cut short. FFmpeg says "invalid data" of the AVI,
+    // an I/O error of the AIFF and "operation not permitted" of the WMA: the files read
+    // well all the same, and their headers are what is broken.
+    QTest::newRow("truncated AVI") << QStringLiteral("truncated.avi") << Code::InvalidFileFormat;
+    QTest::newRow("truncated AIFF") << QStringLiteral("truncated.aiff") << Code::InvalidFileFormat;
+    QTest::newRow("truncated WMA") << QStringLiteral("truncated.wma") << Code::InvalidFileFormat;
     QTest::newRow("MIDI without a synthesizer") << QStringLiteral("sound.mid") << Code::UnsupportedStream;
-    QTest::newRow("a folder") << QString() << Code::UnknownFileType;
     // Files that decode in part are refused all the same.
     QTest::newRow("video undecodable") << QStringLiteral("badvideo.avi") << Code::VideoNotRendered;
     QTest::newRow("sound undecodable") << QStringLiteral("badaudio.avi") << Code::AudioNotRendered;
@@ -266,10 +332,29 @@ void TestTarnwickMedia::brokenFilesAreRefused()
 {
     QFETCH(QString, name);
     QFETCH(int32_t, code);
-    const QString path = name.isEmpty() ? QStringLiteral(QM_FIXTURE_DIR) : Fixture(name);
-    const int32_t answer = m_root->GetFileError(path);
+    const int32_t answer = m_root->GetFileError(Fixture(name));
     QVERIFY(!Passes(answer));
     QCOMPARE(QString::number(uint32_t(answer), 16), QString::number(uint32_t(code), 16));
+}
+
+void TestTarnwickMedia::whatTheSystemRefusesIsSaidSo()
+{
+    const QString refused = QString::number(uint32_t(Code::CannotLoadSourceFilter), 16);
+    auto answer = [this](const QString& path) { return QString::number(uint32_t(m_root->GetFileError(path)), 16); };
+    QTemporaryDir temp;
+
+    // A folder, and a pipe, which FFmpeg would wait on for ever.
+    QCOMPARE(answer(temp.path()), refused);
+    const QString pipe = temp.filePath(QStringLiteral("movie.avi"));
+    QVERIFY(mkfifo(QFile::encodeName(pipe).constData(), 0600) == 0);
+    QCOMPARE(answer(pipe), refused);
+    QCOMPARE(m_root->OpenFile(pipe), 0);
+
+    // A good file this user may not read. (The superuser reads everything.)
+    const QString locked = temp.filePath(QStringLiteral("locked.wav"));
+    QVERIFY(QFile::copy(Fixture(QStringLiteral("audio.wav")), locked));
+    QVERIFY(QFile::setPermissions(locked, QFileDevice::WriteOwner));
+    QCOMPARE(answer(locked), geteuid() == 0 ? QStringLiteral("0") : refused);
 }
 
 void TestTarnwickMedia::answersAboutTheSystem()

@@ -2,6 +2,7 @@
 // times, checked by their pixels and their spectrum; and the preview player over it.
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
+#include "engine/ITWFilePreview.h"
 #include "engine/ITWKeyTransition.h"
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWPreview.h"
@@ -99,6 +100,8 @@ private slots:
     void overlayKeysOutItsColour();
     void effectsActOnlyOverTheirRange();
     void stretchModesFitAWidePicture();
+    void stillsShowAsTheInstantPreviewShowsThem();
+    void filesWhoseHeadersLieOrAreSilentPlayTheirLength();
     void disabledTracksAndEffectsAreLeftOut();
     void soundsAreMixed();
     void previewPlaysSeeksAndFollowsEdits();
@@ -268,6 +271,117 @@ void TestTarnwickRender::stretchModesFitAWidePicture()
     f = m_engine->RenderFrame(1000);
     QVERIFY(Near(f.pixel(2, 120), 0, 0, 255) && Near(f.pixel(160, 2), 0, 0, 255));
     QVERIFY2(std::abs(redWidth(f) - 27) <= 3, qPrintable(QString::number(redWidth(f))));
+}
+
+void TestTarnwickRender::stillsShowAsTheInstantPreviewShowsThem()
+{
+    // Each still is a red field with a green box in its middle (the GIF of two pictures
+    // turns blue in its second); stretched over the 320x240 frame, the box covers the
+    // centre and the corners stay red.
+    const QList<const char*> stills = {"still.bmp", "still.gif", "still.jpg", "still.png", "still.tga", "animated.gif"};
+    auto looksRight = [](const QImage& frame, const QPoint& centre, const QPoint& corner) {
+        return !frame.isNull() && Near(frame.pixel(centre), 0, 255, 0) && Near(frame.pixel(corner), 255, 0, 0);
+    };
+    auto describe = [](const char* name, int32_t ms, const QImage& frame) {
+        return QStringLiteral("%1 at %2 ms: %3 %4")
+            .arg(QLatin1String(name))
+            .arg(ms)
+            .arg(frame.isNull() ? QStringLiteral("no frame") : Rgb(frame.pixel(frame.width() / 2, frame.height() / 2)))
+            .arg(frame.isNull() ? QString() : Rgb(frame.pixel(3, 3)));
+    };
+
+    // The instant preview, whose first picture is the one to match.
+    qputenv("SDL_AUDIODRIVER", "dummy");
+    auto& instant = TWCast<ITWFilePreview>(m_object.get());
+    Surface small;
+    instant.SetOwnerWindow(&small);
+    for (const char* name : stills) {
+        const int before = small.Count();
+        QVERIFY2(instant.OpenFile(Fixture(name)), name);
+        QVERIFY(instant.ShowFirstFrame());
+        QTRY_VERIFY(small.Count() > before);
+        const QImage first = small.Last();
+        QVERIFY2(looksRight(first, QPoint(first.width() / 2, first.height() / 2), QPoint(3, 3)),
+                 qPrintable(describe(name, 0, first)));
+    }
+    instant.SetOwnerWindow(nullptr);
+    instant.Close();
+
+    // One after another on the timeline, a second each: the same picture from the first
+    // frame of each to its last.
+    for (const char* name : stills)
+        QVERIFY2(m_tl->AppendSource(m_video, Stream(name), -1), name);
+    for (int16_t seq = 0; seq < stills.size(); ++seq)
+        QVERIFY(m_tl->SetSourceTimes(m_video, seq, seq * 1000, seq * 1000 + 1000));
+    for (int i = 0; i < stills.size(); ++i) {
+        for (int32_t ms : {i * 1000, i * 1000 + 520, i * 1000 + 960}) {
+            const QImage frame = m_engine->RenderFrame(ms);
+            QVERIFY2(looksRight(frame, QPoint(160, 120), QPoint(3, 3)), qPrintable(describe(stills[i], ms, frame)));
+        }
+    }
+
+    // The timeline's player shows them so.
+    auto& preview = TWCast<ITWPreview>(m_object.get());
+    Surface surface;
+    preview.SetOwnerWindow(&surface);
+    QVERIFY(preview.BuildPreview());
+    for (int i = 0; i < stills.size(); ++i) {
+        QVERIFY(preview.Seek(i * 1000 + 520));
+        QVERIFY2(looksRight(surface.Last(), QPoint(160, 120), QPoint(3, 3)),
+                 qPrintable(describe(stills[i], i * 1000 + 520, surface.Last())));
+    }
+    preview.SetOwnerWindow(nullptr);
+    preview.ClosePreview();
+
+    // And a movie of the timeline holds them, read back through a timeline of its own.
+    QTemporaryDir folder;
+    Tarnwick::EncodeSettings settings;
+    settings.path = folder.filePath(QStringLiteral("stills.avi"));
+    settings.withAudio = false;
+    QString error;
+    QVERIFY2(m_engine->RenderMovie(settings, {}, &error), qPrintable(error));
+    TestTarnwickRender reader;
+    reader.init();
+    const int32_t movie = TWCast<ITWCoreRoot>(reader.m_object.get()).OpenFile(settings.path);
+    QVERIFY(reader.m_tl->AppendSource(reader.m_video, TWCast<ITWMediaFiles>(reader.m_object.get()).OpenStream(movie, 0), 0));
+    for (int i = 0; i < stills.size(); ++i) {
+        for (int32_t ms : {i * 1000 + 40, i * 1000 + 960}) {
+            const QImage frame = reader.m_engine->RenderFrame(ms);
+            QVERIFY2(looksRight(frame, QPoint(160, 120), QPoint(3, 3)), qPrintable(describe(stills[i], ms, frame)));
+        }
+    }
+    reader.cleanup();
+}
+
+void TestTarnwickRender::filesWhoseHeadersLieOrAreSilentPlayTheirLength()
+{
+    // An MPEG whose headers give no length: 3 seconds of a moving test picture, all of
+    // them shown.
+    QVERIFY(m_tl->AppendSource(m_video, Stream("nolength.mpg"), 0));
+    int32_t start = 0, stop = 0;
+    QVERIFY(m_tl->GetSourceTimes(m_video, 0, start, stop));
+    QCOMPARE(stop, 3000);
+    // Through the timeline's player, which opens the file once for all the frames.
+    auto& preview = TWCast<ITWPreview>(m_object.get());
+    Surface surface;
+    preview.SetOwnerWindow(&surface);
+    QVERIFY(preview.BuildPreview());
+    QCOMPARE(preview.GetDuration(), 3000);
+    QImage previous;
+    for (int32_t ms : {100, 1500, 2900}) {
+        QVERIFY(preview.Seek(ms));
+        const QImage frame = surface.Last();
+        QVERIFY2(!Near(frame.pixel(160, 60), 0, 0, 0, 8), qPrintable(QStringLiteral("%1 ms is black").arg(ms)));
+        QVERIFY2(frame != previous, qPrintable(QStringLiteral("%1 ms shows the frame before").arg(ms)));
+        previous = frame;
+    }
+    preview.SetOwnerWindow(nullptr);
+    preview.ClosePreview();
+    // A WAV that claims 389,563 seconds and holds 2: a tone of 2 seconds, then silence.
+    QVERIFY(m_tl->AppendSource(m_audio1, Stream("liar.wav"), 0));
+    QVERIFY(m_tl->GetSourceTimes(m_audio1, 0, start, stop));
+    QCOMPARE(stop, 2000);
+    QVERIFY(Strength(Left(m_engine->RenderSound(500, 1000)), 11025.0 / 8 * 48000 / 48000) > 0.1);
 }
 
 void TestTarnwickRender::disabledTracksAndEffectsAreLeftOut()

@@ -580,13 +580,16 @@ bool frmTimeline::eventFilter(QObject* watched, QEvent* event)
             Scale_KeyDown(key->key(), key->modifiers());
         }
     } else if (watched == picVerticalResize) {
-        auto* mouse = static_cast<QMouseEvent*>(event);
-        if (event->type() == QEvent::MouseButtonPress)
+        // Only a mouse event is one: the divider gets paints and resizes too.
+        if (event->type() == QEvent::MouseButtonPress) {
+            auto* mouse = static_cast<QMouseEvent*>(event);
             picVerticalResize_MouseDown(mouse->button(), mouse->position().toPoint().x());
-        else if (event->type() == QEvent::MouseMove)
+        } else if (event->type() == QEvent::MouseMove) {
+            auto* mouse = static_cast<QMouseEvent*>(event);
             picVerticalResize_MouseMove(mouse->buttons(), mouse->position().toPoint().x());
-        else if (event->type() == QEvent::MouseButtonRelease)
+        } else if (event->type() == QEvent::MouseButtonRelease) {
             picVerticalResize_MouseUp();
+        }
     }
     return QmPanel::eventFilter(watched, event);
 }

@@ -6,8 +6,6 @@
 
 #include <Mlt.h>
 
-#include <QFile>
-
 #include <algorithm>
 #include <cmath>
 
@@ -54,17 +52,20 @@ MltPlayer::~MltPlayer()
     Unload();
 }
 
-bool MltPlayer::LoadFile(const QString& path, int width, int height, bool showsPictures)
+bool MltPlayer::LoadFile(const QByteArray& resource, int width, int height, bool showsPictures, int32_t frames)
 {
     Unload();
     if (!MltRuntime::Start())
         return false;
     auto profile = std::make_unique<Mlt::Profile>();
     SetProfile(*profile, width, height);
-    const QByteArray native = QFile::encodeName(path);
-    auto producer = std::make_unique<Mlt::Producer>(*profile, "avformat", native.constData());
+    auto producer = std::make_unique<Mlt::Producer>(*profile, "avformat", resource.constData());
     if (!producer->is_valid())
         return false;
+    if (frames > 0) {
+        producer->set("length", frames);
+        producer->set("out", frames - 1);
+    }
     return Load(std::move(profile), std::move(producer), showsPictures);
 }
 

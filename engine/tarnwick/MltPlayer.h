@@ -43,9 +43,10 @@ public:
     MltPlayer();
     ~MltPlayer();
 
-    // A file, on a profile of its own frame size (at most 640 pixels wide) and 25
-    // frames a second. False when MLT cannot play it.
-    bool LoadFile(const QString& path, int width, int height, bool showsPictures);
+    // A file (a resource of MLT's avformat producer), on a profile of its own frame size
+    // (at most 640 pixels wide) and 25 frames a second, lasting frames when above 0.
+    // False when MLT cannot play it.
+    bool LoadFile(const QByteArray& resource, int width, int height, bool showsPictures, int32_t frames = 0);
     // A producer made on profile (the player keeps both), shown from its first frame.
     bool Load(std::unique_ptr<Mlt::Profile> profile, std::unique_ptr<Mlt::Producer> producer, bool showsPictures);
     // Puts another producer on the same profile in the place of the present one, at the

@@ -7,6 +7,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace Tarnwick::MltServices {
@@ -215,6 +216,7 @@ struct Track
         int32_t length;
         mlt_producer producer;
         int32_t in;
+        bool still;
         int fitMode; // -1: taken as it comes
         bool keyed;
         int keyColor; // red, green, blue in the low three bytes
@@ -251,7 +253,9 @@ int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
     }
     int error = 0;
     if (piece) {
-        mlt_producer_seek(piece->producer, piece->in + position - piece->first);
+        // A still's reader may hold one picture only (a GIF, a BMP): it is always asked
+        // for that one.
+        mlt_producer_seek(piece->producer, piece->still ? piece->in : piece->in + position - piece->first);
         error = mlt_service_get_frame(MLT_PRODUCER_SERVICE(piece->producer), frame, index);
         if (!error && *frame) {
             // The piece's own steps, innermost first: fitted to the frame, then keyed.
@@ -280,12 +284,28 @@ int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
     return 0;
 }
 
-void* CreateTrack(mlt_profile profile, mlt_service_type, const char*, const void*)
+// A producer made by mlt_producer_new is ours to free once MLT has closed it.
+void CloseOwnProducer(mlt_producer producer)
+{
+    producer->close = nullptr;
+    mlt_producer_close(producer);
+    std::free(producer);
+}
+
+mlt_producer NewProducer(mlt_profile profile, int (*getFrame)(mlt_producer, mlt_frame_ptr, int))
 {
     mlt_producer producer = mlt_producer_new(profile);
-    if (producer)
-        producer->get_frame = TrackGetFrame;
+    if (producer) {
+        producer->get_frame = getFrame;
+        producer->close = reinterpret_cast<mlt_destructor>(CloseOwnProducer);
+        producer->close_object = producer;
+    }
     return producer;
+}
+
+void* CreateTrack(mlt_profile profile, mlt_service_type, const char*, const void*)
+{
+    return NewProducer(profile, TrackGetFrame);
 }
 
 // The black ground: a picture made in the format asked for, so that nothing converts it.
@@ -337,10 +357,7 @@ int BlackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int)
 
 void* CreateBlack(mlt_profile profile, mlt_service_type, const char*, const void*)
 {
-    mlt_producer producer = mlt_producer_new(profile);
-    if (producer)
-        producer->get_frame = BlackGetFrame;
-    return producer;
+    return NewProducer(profile, BlackGetFrame);
 }
 
 // Laying one picture over another.
@@ -449,8 +466,8 @@ std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<Trac
         mlt_producer raw = piece.producer->get_producer();
         mlt_properties_inc_ref(MLT_PRODUCER_PROPERTIES(raw));
         const int color = (piece.keyRed & 0xFF) | (piece.keyGreen & 0xFF) << 8 | (piece.keyBlue & 0xFF) << 16;
-        track->pieces.push_back({piece.first, piece.length, raw, piece.in, piece.fitMode, piece.keyed, color,
-                                 KeyReach(piece.keyTolerance)});
+        track->pieces.push_back({piece.first, piece.length, raw, piece.in, piece.still, piece.fitMode, piece.keyed,
+                                 color, KeyReach(piece.keyTolerance)});
     }
     std::sort(track->pieces.begin(), track->pieces.end(),
               [](const Track::Piece& a, const Track::Piece& b) { return a.first < b.first; });

@@ -42,6 +42,8 @@ struct TrackPiece
     int32_t length = 0;
     Mlt::Producer* producer = nullptr; // the track keeps a reference of its own
     int32_t in = 0;
+    // A still: each of its frames is the picture at in, whatever the frame.
+    bool still = false;
     int fitMode = -1;
     bool keyed = false;
     int keyRed = 0, keyGreen = 0, keyBlue = 0;

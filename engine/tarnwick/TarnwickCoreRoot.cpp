@@ -19,8 +19,9 @@ TarnwickCoreRoot::TarnwickCoreRoot(TarnwickState& state)
 int32_t TarnwickCoreRoot::OpenFile(const QString& path)
 {
     MediaFacts facts = ProbeMedia(path);
-    // A file without a video or audio stream has nothing to put in the media list.
-    if (!facts.opened || facts.streams.empty())
+    // A file without a video or audio stream has nothing to put in the media list, and
+    // one longer than the engine counts would have its times wrap.
+    if (!facts.opened || facts.streams.empty() || facts.tooLong)
         return 0;
     const int32_t handle = m_state.NewHandle();
     m_state.files.emplace(handle, TarnwickState::FileRecord{path, std::move(facts), true});

@@ -3,6 +3,8 @@
 #include "engine/tarnwick/MediaProbe.h"
 #include "engine/tarnwick/TimelineGraph.h"
 
+#include <QFile>
+
 #include <algorithm>
 #include <cmath>
 
@@ -25,21 +27,23 @@ bool TarnwickFilePreview::OpenFile(const QString& path)
 {
     ResetPlayer();
     const MediaFacts facts = ProbeMedia(path);
-    if (!facts.opened || facts.streams.empty())
+    if (!facts.opened || facts.streams.empty() || facts.tooLong)
         return false;
     const auto video = std::find_if(facts.streams.begin(), facts.streams.end(), [](const StreamFacts& s) { return s.isVideo; });
     double seconds = 0.0;
     for (const StreamFacts& s : facts.streams)
         seconds = std::max(seconds, s.duration);
     const bool hasVideo = video != facts.streams.end();
-    // FFmpeg's image2 reader hands its one picture out once, and MLT seeks before it
-    // decodes: a JPEG or TGA would show MLT's blank test card. Looped, the picture stays.
-    const bool looped = facts.formatName == u"image2" && !path.contains(u'?');
-    const QString resource = looped ? QStringLiteral("image2:") + path + QStringLiteral("?loop=1") : path;
-    if (!m_player.LoadFile(resource, hasVideo ? video->width : 0, hasVideo ? video->height : 0, hasVideo))
-        return false;
     m_still = hasVideo && video->still;
-    m_durationMs = static_cast<int32_t>(std::lround(seconds * 1000.0));
+    const QByteArray resource = m_still ? StillResource(path, *video) : QFile::encodeName(path);
+    // The player ends where the engine's facts end, not where a header says.
+    const int32_t durationMs = static_cast<int32_t>(std::lround(seconds * 1000.0));
+    if (!m_player.LoadFile(resource, hasVideo ? video->width : 0, hasVideo ? video->height : 0, hasVideo,
+                           m_still ? 0 : MsToFrame(durationMs) + 1)) {
+        m_still = false;
+        return false;
+    }
+    m_durationMs = durationMs;
     return true;
 }
 

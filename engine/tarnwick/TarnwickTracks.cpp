@@ -41,6 +41,9 @@ bool TarnwickTracks::AppendSource(int32_t track, int32_t stream, int32_t start)
     source.stream = stream;
     source.start = start == -1 ? TimelineModel::Duration(t) : start;
     source.mediaStop = DurationMs(*m_state.TimelineFacts(stream));
+    // A stream that would end past the last millisecond the timeline counts does not fit.
+    if (static_cast<int64_t>(source.start) + source.mediaStop > INT32_MAX)
+        return false;
     source.stop = source.start + source.mediaStop;
     t.sources.push_back(source);
     return true;

@@ -60,11 +60,16 @@ public:
             if (convert.is_valid())
                 producer->attach(convert);
         }
-        if (facts.still) {
-            // A picture lasts as long as the timeline asks of it.
-            producer->set("length", 1 << 24);
-            producer->set("out", (1 << 24) - 1);
+        // A picture lasts as long as the timeline asks of it; a stream as long as the
+        // engine's facts say, which may be less than a lying header claims, or more than
+        // a header without a length lets MLT see.
+        int32_t frames = 1 << 24;
+        if (!facts.still) {
+            const double ms = std::min<double>(LongestMs, facts.duration * 1000.0 / speed);
+            frames = MsToFrame(static_cast<int32_t>(std::lround(ms))) + 1;
         }
+        producer->set("length", frames);
+        producer->set("out", frames - 1);
         if (speed == 1.0) {
             producer->set(role == Role::Audio ? "audio_index" : "video_index", facts.containerIndex);
             producer->set(role == Role::Audio ? "video_index" : "audio_index", -1);
@@ -77,10 +82,9 @@ public:
 private:
     static QByteArray Resource(const StreamSource& source, double speed)
     {
+        if (source.facts->still)
+            return "avformat:" + StillResource(source.path, *source.facts);
         const QByteArray path = QFile::encodeName(source.path);
-        // FFmpeg's image reader hands its one picture out once: looped, it stays.
-        if (source.facts->still && !source.path.contains(u'?'))
-            return "avformat:image2:" + path + "?loop=1";
         if (speed != 1.0)
             return "timewarp:" + QByteArray::number(speed, 'g', 9) + ':' + path;
         return path;
@@ -199,6 +203,7 @@ std::unique_ptr<Mlt::Producer> BuildTrack(Mlt::Profile& profile, const Track& tr
         piece.length = taken;
         piece.producer = parent;
         piece.in = in;
+        piece.still = stream.facts->still;
         if (role != Role::Audio) {
             piece.fitMode = std::clamp<int>(s.stretchMode, 0, 3);
             if (role == Role::Overlay)
@@ -244,6 +249,16 @@ void SetGraphProfile(Mlt::Profile& profile, int width, int height)
     // then reach the graph without a conversion.
     p->colorspace = 601;
     profile.set_explicit(1);
+}
+
+QByteArray StillResource(const QString& path, const StreamFacts& facts)
+{
+    const QByteArray native = QFile::encodeName(path);
+    // FFmpeg's image-sequence reader hands its one picture out once, and MLT seeks
+    // before it decodes: looped, the picture stays. (A '?' would end the path there.)
+    if (facts.imageSequence && !path.contains(u'?'))
+        return "image2:" + native + "?loop=1";
+    return native;
 }
 
 int32_t MsToFrame(int32_t ms)

@@ -51,6 +51,10 @@ struct GraphParts
 // Sets a profile for the graph: the frame size, GraphFps, square pixels.
 void SetGraphProfile(Mlt::Profile& profile, int width, int height);
 
+// The resource of a still for MLT's avformat producer: read by the reader FFmpeg
+// names for it, and able to give its picture at every frame asked for.
+QByteArray StillResource(const QString& path, const StreamFacts& facts);
+
 int32_t MsToFrame(int32_t ms);
 int32_t FrameToMs(int32_t frame);
 
