@@ -5,13 +5,44 @@
 
 #include <QSettings>
 
+#include <memory>
+#include <type_traits>
+
 namespace QmSettings {
 
 namespace {
 
-QSettings Store()
+// The store a batch writes through, while one lives.
+struct Batching
 {
-    return QSettings(StoreFile(), QSettings::IniFormat);
+    int depth = 0;
+    std::unique_ptr<QSettings> store;
+};
+
+Batching& Open()
+{
+    static Batching batching;
+    return batching;
+}
+
+// Runs with the store: the batch's own while one lives, else one read from the file and
+// written back at once when changed.
+template <class F>
+auto WithStore(bool writes, F&& use)
+{
+    if (Open().store)
+        return use(*Open().store);
+    QSettings store(StoreFile(), QSettings::IniFormat);
+    if constexpr (std::is_void_v<decltype(use(store))>) {
+        use(store);
+        if (writes)
+            store.sync();
+    } else {
+        auto result = use(store);
+        if (writes)
+            store.sync();
+        return result;
+    }
 }
 
 QString Path(const QString& section, const QString& key)
@@ -28,22 +59,32 @@ QString StoreFile()
 
 QString GetSetting(const QString& section, const QString& key, const QString& def)
 {
-    const QVariant value = Store().value(Path(section, key));
+    const QVariant value = WithStore(false, [&](QSettings& store) { return store.value(Path(section, key)); });
     return value.isValid() ? value.toString() : def;
 }
 
 void SaveSetting(const QString& section, const QString& key, const QString& value)
 {
-    QSettings store = Store();
-    store.setValue(Path(section, key), value);
-    store.sync();
+    WithStore(true, [&](QSettings& store) { store.setValue(Path(section, key), value); });
 }
 
 void DeleteSetting(const QString& section)
 {
-    QSettings store = Store();
-    store.remove(QmShared::AppSection + u'/' + section);
-    store.sync();
+    WithStore(true, [&](QSettings& store) { store.remove(QmShared::AppSection + u'/' + section); });
+}
+
+Batch::Batch()
+{
+    if (Open().depth++ == 0)
+        Open().store = std::make_unique<QSettings>(StoreFile(), QSettings::IniFormat);
+}
+
+Batch::~Batch()
+{
+    if (--Open().depth == 0) {
+        Open().store->sync();
+        Open().store.reset();
+    }
 }
 
 } // namespace QmSettings

@@ -101,6 +101,7 @@ void LoadRecent(const RecentList& list, const QString& sectionOfLaterEntries)
 
 void StoreRecent(const RecentList& list)
 {
+    QmSettings::Batch batch;
     QmSettings::DeleteSetting(list.section);
     QmMenuArray& menu = list.menu();
     for (int i = 0; i < menu.Count(); ++i)
@@ -152,6 +153,7 @@ void SetApplicationName(const QString& name)
 
 void StoreGeneralSettingsInReg()
 {
+    QmSettings::Batch batch;
     SaveSetting(kColors, QStringLiteral("VideoBarColor"), QString::number(VideoBarFill));
     SaveSetting(kColors, QStringLiteral("AudioBarColor"), QString::number(AudioBarFill));
     SaveSetting(kColors, QStringLiteral("EffectBarColor"), QString::number(EffectBarFill));
@@ -171,6 +173,7 @@ void GetGeneralSettingsFromReg()
 
 void StoreSaveOptionsToReg()
 {
+    QmSettings::Batch batch;
     SaveSetting(kSaveOptions, QStringLiteral("Video Compressor"), VideoCompressorName);
     SaveSetting(kSaveOptions, QStringLiteral("Audio Compressor"), AudioCompressorName);
     SaveSetting(kSaveOptions, QStringLiteral("Video Dimension"), VideoDimensionText);

@@ -7,8 +7,10 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 namespace Tarnwick::MltServices {
 
@@ -186,7 +188,15 @@ int FitGetImage(mlt_frame frame, uint8_t** image, mlt_image_format* format, int*
     auto* fitted = static_cast<uint8_t*>(mlt_pool_alloc(size));
     if (fit.to.w != fw || fit.to.h != fh)
         FillBlack(fitted, fw, fh);
-    thread_local SwsContext* scaler = nullptr;
+    // One scaler per rendering thread, kept between frames and freed with the thread
+    // (players and saves start threads of their own).
+    struct Scaler
+    {
+        SwsContext* context = nullptr;
+        ~Scaler() { sws_freeContext(context); }
+    };
+    thread_local Scaler cached;
+    SwsContext*& scaler = cached.context;
     scaler = sws_getCachedContext(scaler, fit.from.w, fit.from.h, AV_PIX_FMT_YUV420P, fit.to.w, fit.to.h,
                                   AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr);
     const Planes in = PlanesOf(source, sw, sh), out = PlanesOf(fitted, fw, fh);
@@ -438,7 +448,117 @@ void* CreateOver(mlt_profile, mlt_service_type, const char*, const void*)
     return transition;
 }
 
+// The effect lane: ranges in the lane's order, and an index for finding the ones that
+// hold a frame without looking at them all.
+struct EffectLane
+{
+    std::vector<EffectRange> ranges;
+    EffectMaker make;
+    // Indices by in, and the furthest out reached by that index or any before it (an
+    // out of 0 reaches to the end, as an attached filter's does).
+    std::vector<size_t> byIn;
+    std::vector<int32_t> reach;
+    std::mutex mutex;
+    std::vector<std::unique_ptr<Mlt::Filter>> made;
+    std::vector<bool> tried;
+
+    static int32_t Reach(const EffectRange& r) { return r.out == 0 ? INT32_MAX : r.out; }
+
+    // As MLT applies an attached filter: in and out both 0 is every frame.
+    static bool Holds(const EffectRange& r, int32_t position)
+    {
+        return (r.in == 0 && r.out == 0) || (position >= r.in && (position <= r.out || r.out == 0));
+    }
+
+    void Index()
+    {
+        byIn.resize(ranges.size());
+        for (size_t i = 0; i < byIn.size(); ++i)
+            byIn[i] = i;
+        std::stable_sort(byIn.begin(), byIn.end(), [this](size_t a, size_t b) { return ranges[a].in < ranges[b].in; });
+        reach.resize(byIn.size());
+        for (size_t k = 0; k < byIn.size(); ++k)
+            reach[k] = std::max(k ? reach[k - 1] : INT32_MIN, Reach(ranges[byIn[k]]));
+        made.resize(ranges.size());
+        tried.assign(ranges.size(), false);
+    }
+
+    // The effects that hold position, in the lane's order.
+    std::vector<size_t> Holding(int32_t position) const
+    {
+        std::vector<size_t> found;
+        auto k = static_cast<std::ptrdiff_t>(
+            std::upper_bound(byIn.begin(), byIn.end(), position,
+                             [this](int32_t p, size_t i) { return p < ranges[i].in; })
+            - byIn.begin());
+        for (--k; k >= 0 && reach[static_cast<size_t>(k)] >= position; --k)
+            if (Holds(ranges[byIn[static_cast<size_t>(k)]], position))
+                found.push_back(byIn[static_cast<size_t>(k)]);
+        // A range of in and out 0 starts at 0, so the walk above meets it.
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    mlt_filter FilterOf(size_t index)
+    {
+        std::lock_guard lock(mutex);
+        if (!tried[index]) {
+            tried[index] = true;
+            made[index] = make(index);
+        }
+        return made[index] && made[index]->is_valid() ? made[index]->get_filter() : nullptr;
+    }
+};
+
+void DropEffectLane(void* lane)
+{
+    delete static_cast<EffectLane*>(lane);
+}
+
+mlt_frame EffectsProcess(mlt_filter filter, mlt_frame frame)
+{
+    auto* lane = static_cast<EffectLane*>(mlt_properties_get_data(MLT_FILTER_PROPERTIES(filter), "_lane", nullptr));
+    if (!lane)
+        return frame;
+    mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    // The lane itself is applied over the whole layer, so the frame says the layer's in
+    // and out now; an effect with an end of 0 takes them, as it would attached.
+    const mlt_position layerIn = mlt_properties_get_position(properties, "in");
+    const mlt_position layerOut = mlt_properties_get_position(properties, "out");
+    for (size_t index : lane->Holding(mlt_frame_get_position(frame))) {
+        mlt_filter effect = lane->FilterOf(index);
+        if (!effect || mlt_properties_get_int(MLT_FILTER_PROPERTIES(effect), "disable"))
+            continue;
+        const mlt_position in = mlt_filter_get_in(effect), out = mlt_filter_get_out(effect);
+        mlt_properties_set_position(properties, "in", in == 0 ? layerIn : in);
+        mlt_properties_set_position(properties, "out", out == 0 ? layerOut : out);
+        mlt_filter_process(effect, frame);
+    }
+    return frame;
+}
+
+void* CreateEffects(mlt_profile, mlt_service_type, const char*, const void*)
+{
+    mlt_filter filter = mlt_filter_new();
+    if (filter)
+        filter->process = EffectsProcess;
+    return filter;
+}
+
 } // namespace
+
+std::unique_ptr<Mlt::Filter> MakeEffects(Mlt::Profile& profile, std::vector<EffectRange> ranges, EffectMaker make)
+{
+    auto filter = std::make_unique<Mlt::Filter>(profile, EffectsFilter);
+    if (!filter->is_valid())
+        return nullptr;
+    auto* lane = new EffectLane;
+    lane->ranges = std::move(ranges);
+    lane->make = std::move(make);
+    lane->Index();
+    mlt_properties_set_data(MLT_FILTER_PROPERTIES(filter->get_filter()), "_lane", lane, 0, DropEffectLane, nullptr);
+    return filter;
+}
 
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance)
 {
@@ -450,6 +570,7 @@ void Register(Mlt::Repository& repository)
     repository.register_service(mlt_service_producer_type, TrackProducer, CreateTrack);
     repository.register_service(mlt_service_producer_type, BlackProducer, CreateBlack);
     repository.register_service(mlt_service_transition_type, OverTransition, CreateOver);
+    repository.register_service(mlt_service_filter_type, EffectsFilter, CreateEffects);
 }
 
 std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<TrackPiece> pieces, int32_t frames)

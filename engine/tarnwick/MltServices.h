@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
 namespace Mlt {
+class Filter;
 class Producer;
 class Profile;
 class Repository;
@@ -26,11 +28,17 @@ class Repository;
 //   RGBA is asked for.
 // - transition "quillmont_over": lays the B frame over the A frame by the B frame's
 //   alpha; a B frame without alpha covers A, and a gap in B leaves A as it is.
+// - filter "quillmont_effects": a lane of effects on a layer in one filter object. Each
+//   frame goes through the effects whose range holds it, in the lane's order, as
+//   though each were attached with its range; an effect's own filter is made when a
+//   frame first needs it. Thousands of attached filters would cost their making,
+//   attaching and closing at every rebuild, and a look through all of them per frame.
 namespace Tarnwick::MltServices {
 
 constexpr const char* TrackProducer = "quillmont_track";
 constexpr const char* BlackProducer = "quillmont_black";
 constexpr const char* OverTransition = "quillmont_over";
+constexpr const char* EffectsFilter = "quillmont_effects";
 
 void Register(Mlt::Repository& repository);
 
@@ -53,6 +61,20 @@ struct TrackPiece
 // A track of pieces in order of first frame, not overlapping, lasting frames frames;
 // gaps give blank frames as a playlist's do.
 std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<TrackPiece> pieces, int32_t frames);
+
+// An effect's range of frames on its layer, as a filter's in and out.
+struct EffectRange
+{
+    int32_t in = 0;
+    int32_t out = 0;
+};
+
+// Makes effect index's filter (the index in the ranges given), its in and out set to its
+// range; null when there is none to make.
+using EffectMaker = std::function<std::unique_ptr<Mlt::Filter>(size_t index)>;
+
+// The lane's filter, to attach to the layer; null when MLT will not make it.
+std::unique_ptr<Mlt::Filter> MakeEffects(Mlt::Profile& profile, std::vector<EffectRange> ranges, EffectMaker make);
 
 // The keying decision for one pixel, as the filter makes it (for tests).
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance);

@@ -33,6 +33,7 @@ bool TarnwickPreview::BuildPreview()
         return false;
     m_builtWidth = model.FrameWidth();
     m_builtHeight = model.FrameHeight();
+    m_builtFrom = GraphSource(model);
     m_soughtFrame = 0;
     if (!m_player.Load(std::move(profile), std::move(graph), true))
         return false;
@@ -46,6 +47,7 @@ void TarnwickPreview::ClosePreview()
     m_producers.reset();
     m_player.Unload();
     m_builtWidth = m_builtHeight = 0;
+    m_builtFrom = {};
 }
 
 bool TarnwickPreview::IsPreviewValid()
@@ -84,9 +86,15 @@ bool TarnwickPreview::RefreshPreview()
 {
     if (!m_player.Loaded() || !m_player.Profile())
         return false;
-    std::unique_ptr<Mlt::Tractor> graph = m_renderer.BuildGraph(*m_player.Profile(), m_producers.get());
-    if (!graph || !m_player.Replace(std::move(graph)))
-        return false;
+    // A timeline as it was when the graph playing was made gives the same graph: that
+    // one stays, and a refresh after a refresh costs no second build.
+    GraphSource now(m_renderer.Model());
+    if (!(now == m_builtFrom)) {
+        std::unique_ptr<Mlt::Tractor> graph = m_renderer.BuildGraph(*m_player.Profile(), m_producers.get());
+        if (!graph || !m_player.Replace(std::move(graph)))
+            return false;
+        m_builtFrom = std::move(now);
+    }
     if (!m_player.Playing())
         m_player.ShowFrame(m_player.Position());
     return true;

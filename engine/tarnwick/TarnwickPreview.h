@@ -43,4 +43,6 @@ private:
     int32_t m_soughtFrame = 0;
     int m_builtWidth = 0;
     int m_builtHeight = 0;
+    // The timeline the graph playing was made from.
+    Tarnwick::GraphSource m_builtFrom;
 };

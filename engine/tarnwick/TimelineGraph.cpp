@@ -217,16 +217,35 @@ std::unique_ptr<Mlt::Producer> BuildTrack(Mlt::Profile& profile, const Track& tr
 
 void AttachEffects(Mlt::Profile& profile, Mlt::Producer& layer, const Track& track)
 {
+    // The whole lane as one filter; each effect's filter is made when a frame needs it.
+    struct Effect
+    {
+        QString name;
+        MltServices::EffectRange range;
+    };
+    std::vector<Effect> effects;
     for (const EffectItem& effect : track.effects) {
         const int32_t in = MsToFrame(std::max(0, effect.start));
         const int32_t out = MsToFrame(effect.stop) - 1;
-        if (out < in)
-            continue;
-        if (auto filter = EffectFilter(profile, effect.name, out - in + 1)) {
-            filter->set_in_and_out(in, out);
-            layer.attach(*filter);
-        }
+        if (out >= in)
+            effects.push_back({effect.name, {in, out}});
     }
+    if (effects.empty())
+        return;
+    std::vector<MltServices::EffectRange> ranges;
+    ranges.reserve(effects.size());
+    for (const Effect& effect : effects)
+        ranges.push_back(effect.range);
+    auto make = [&profile, effects = std::move(effects)](size_t index) {
+        const Effect& effect = effects[index];
+        std::unique_ptr<Mlt::Filter> filter =
+            EffectFilter(profile, effect.name, effect.range.out - effect.range.in + 1);
+        if (filter)
+            filter->set_in_and_out(effect.range.in, effect.range.out);
+        return filter;
+    };
+    if (auto lane = MltServices::MakeEffects(profile, std::move(ranges), std::move(make)))
+        layer.attach(*lane);
 }
 
 } // namespace
@@ -403,6 +422,43 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
     }
     cache.EndBuild();
     return tractor;
+}
+
+GraphSource::GraphSource(const TimelineModel& model)
+    : m_effects(model.EffectsEnabled())
+    , m_taken(true)
+{
+    m_tracks.reserve(model.Tracks().size());
+    for (const auto& track : model.Tracks())
+        m_tracks.push_back(*track);
+}
+
+bool GraphSource::operator==(const GraphSource& other) const
+{
+    auto sameSources = [](const SourceItem& a, const SourceItem& b) {
+        return a.stream == b.stream && a.start == b.start && a.stop == b.stop && a.mediaStart == b.mediaStart
+               && a.mediaStop == b.mediaStop && a.stretchMode == b.stretchMode;
+    };
+    auto sameEffects = [](const EffectItem& a, const EffectItem& b) {
+        return a.name == b.name && a.start == b.start && a.stop == b.stop;
+    };
+    auto sameTransitions = [](const TransitionItem& a, const TransitionItem& b) {
+        return a.name == b.name && a.start == b.start && a.stop == b.stop && a.keyRed == b.keyRed
+               && a.keyGreen == b.keyGreen && a.keyBlue == b.keyBlue && a.parameters == b.parameters;
+    };
+    if (!m_taken || !other.m_taken || m_effects != other.m_effects || m_tracks.size() != other.m_tracks.size())
+        return false;
+    for (size_t i = 0; i < m_tracks.size(); ++i) {
+        const Track& a = m_tracks[i];
+        const Track& b = other.m_tracks[i];
+        if (a.handle != b.handle || a.isVideo != b.isVideo || a.disabled != b.disabled
+            || !std::equal(a.sources.begin(), a.sources.end(), b.sources.begin(), b.sources.end(), sameSources)
+            || !std::equal(a.effects.begin(), a.effects.end(), b.effects.begin(), b.effects.end(), sameEffects)
+            || !std::equal(a.transitions.begin(), a.transitions.end(), b.transitions.begin(), b.transitions.end(),
+                           sameTransitions))
+            return false;
+    }
+    return true;
 }
 
 } // namespace Tarnwick

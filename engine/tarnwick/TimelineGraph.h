@@ -90,4 +90,20 @@ struct Segment
 };
 std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources);
 
+// What a graph is made from, kept to tell whether the timeline has changed since: the
+// tracks and their items, selected flags aside, and whether effects take part. Two
+// equal ones give the same graph.
+class GraphSource
+{
+public:
+    GraphSource() = default;
+    explicit GraphSource(const TimelineModel& model);
+    bool operator==(const GraphSource& other) const;
+
+private:
+    std::vector<Track> m_tracks;
+    bool m_effects = true;
+    bool m_taken = false;
+};
+
 } // namespace Tarnwick
