@@ -45,8 +45,28 @@ void QmPicture::Cls()
     if (m_image.size() != size)
         m_image = QImage(size, QImage::Format_RGB32);
     m_image.fill(QmColors::ToQColor(m_backColor));
+    if (!m_picture.isNull()) {
+        if (m_batch)
+            m_batch->drawImage(0, 0, m_picture);
+        else
+            QPainter(&m_image).drawImage(0, 0, m_picture);
+    }
     CurrentX = CurrentY = 0;
     update();
+}
+
+QImage& QmPicture::hDC()
+{
+    // A hidden box is not told of its new size until it shows: its drawing follows here.
+    if (m_image.size() != size().expandedTo(QSize(1, 1)))
+        FollowSize();
+    return m_image;
+}
+
+void QmPicture::SetPicture(const QImage& picture)
+{
+    m_picture = picture;
+    Cls();
 }
 
 QmPicture::Batch::Batch(QmPicture& picture)
@@ -182,6 +202,12 @@ void QmPicture::paintEvent(QPaintEvent*)
 void QmPicture::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
+    FollowSize();
+    emit Resized();
+}
+
+void QmPicture::FollowSize()
+{
     // What was drawn stays where it was; new room is back colour until the next redraw.
     QImage grown(size().expandedTo(QSize(1, 1)), QImage::Format_RGB32);
     grown.fill(QmColors::ToQColor(m_backColor));
@@ -190,7 +216,6 @@ void QmPicture::resizeEvent(QResizeEvent* event)
         painter.drawImage(0, 0, m_image);
     }
     m_image = grown;
-    emit Resized();
 }
 
 void QmPicture::mousePressEvent(QMouseEvent* event)

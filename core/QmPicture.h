@@ -59,6 +59,14 @@ public:
     int TextHeight(const QString& text = QStringLiteral("Ag")) const;
 
     const QImage& Image() const { return m_image; }
+    // The drawing itself at the box's size, for the engine to draw into (the design's
+    // device context); Refresh shows what was drawn.
+    QImage& hDC();
+    void Refresh() { update(); }
+    // A picture beneath the drawing, at the top left: clearing fills the back colour and
+    // puts it back. A null picture for none.
+    void SetPicture(const QImage& picture);
+    const QImage& Picture() const { return m_picture; }
     // True while rows of a list are dragged over the picture.
     bool DropHighlighted() const { return m_dropHighlight; }
 
@@ -85,9 +93,11 @@ protected:
 
 private:
     void DotPixels(const QRect& r);
+    void FollowSize();
     void SetDropHighlight(bool on);
 
     QImage m_image;
+    QImage m_picture;
     int32_t m_backColor = QmColors::ButtonFace;
     bool m_dropHighlight = false;
     // The painter of an open batch; null when none is open.

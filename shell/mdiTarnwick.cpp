@@ -23,6 +23,8 @@
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
 #include "timeline/TimelineView.h"
+#include "tools/frmAddText.h"
+#include "tools/frmStretchMode.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -602,6 +604,8 @@ void mdiTarnwick::RegisterCommands()
     ModuleHistory::RegisterCommands();
     moduleEdit::RegisterCommands();
     ModuleProject::RegisterCommands();
+    frmStretchMode::RegisterCommands();
+    frmAddText::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)

@@ -108,6 +108,9 @@ void OnEditAddToOverlayClick();
 bool OnEditAddEffectToTimelineClick();
 // A "DxtKey" transition over the track's last source, with "KeyType" 0 and the colour.
 void AddNewKeyTransition(int32_t track, int16_t red, int16_t green, int16_t blue);
+// The key colour dialogue for the first selected overlay source, with its transition's
+// colour and its stream; nothing without one.
+void OnEditSetOverlayTransparencyClick();
 // Each overlay's transition takes its source's times where both ends differ.
 void SyncOverlayTransitions();
 // The commands of the menus, the tools panel and the drops, each one operation in the
@@ -116,7 +119,8 @@ void SyncOverlayTransitions();
 void AddToTimelineCommand();
 void AddToOverlayCommand();
 void AddEffectCommand();
-// Gives the adding commands above, and the Edit menu's six effects, to the command table.
+// Gives the adding commands above, the Edit menu's six effects and the overlay's key
+// colour to the command table.
 void RegisterAddCommands();
 
 // Whole-track commands (moduleTimelineTracks.cpp). Those that change the timeline count

@@ -1,5 +1,7 @@
 #include "engine/tarnwick/TarnwickPreview.h"
 
+#include "engine/tarnwick/StillFrames.h"
+#include "engine/tarnwick/TarnwickState.h"
 #include "engine/tarnwick/TimelineGraph.h"
 
 #include <Mlt.h>
@@ -9,7 +11,8 @@
 using namespace Tarnwick;
 
 TarnwickPreview::TarnwickPreview(const TarnwickState& state)
-    : m_renderer(state)
+    : m_state(state)
+    , m_renderer(state)
 {
 }
 
@@ -117,6 +120,30 @@ int32_t TarnwickPreview::GetPosition()
     if (m_player.Playing() && m_player.Position() >= m_player.Length() - 1)
         return duration;
     return std::min(FrameToMs(m_player.Position()), duration);
+}
+
+void TarnwickPreview::GetFramePixel(const QImage& dc, int32_t x, int32_t y, int32_t& red, int32_t& green,
+                                    int32_t& blue)
+{
+    const QRgb pixel = PixelNear(dc, x, y);
+    red = qRed(pixel);
+    green = qGreen(pixel);
+    blue = qBlue(pixel);
+}
+
+void TarnwickPreview::DrawSnapFrame(const QString& path, double seconds, QImage& dc, int32_t width, int32_t height)
+{
+    DrawInto(dc, FileFrame(path, seconds), width, height);
+}
+
+void TarnwickPreview::DrawKeyFrame(int32_t stream, double seconds, QImage& dc, int32_t width, int32_t height)
+{
+    DrawInto(dc, StreamFrame(m_state.Source(stream), seconds), width, height);
+}
+
+bool TarnwickPreview::SaveSnapFrame(const QImage& dc, const QString& path, int32_t width, int32_t height)
+{
+    return WriteBitmap(dc, path, width, height);
 }
 
 void TarnwickPreview::SetVolume(int32_t level)
