@@ -33,6 +33,14 @@ QString WritableAppFolder()
     return Made(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Quillmont"));
 }
 
+QString UserDataFolder()
+{
+    const QString overridden = qEnvironmentVariable("QUILLMONT_DATA_DIR");
+    if (!overridden.isEmpty())
+        return Made(overridden);
+    return Made(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Quillmont"));
+}
+
 QString ConfigFolder()
 {
     const QString overridden = qEnvironmentVariable("QUILLMONT_CONFIG_DIR");

@@ -14,6 +14,9 @@ QString WritableAppFolder();
 // The settings store's folder: QUILLMONT_CONFIG_DIR, else the user's configuration
 // folder.
 QString ConfigFolder();
+// The user's own data folder, for what Quillmont keeps of the user's work (the recovery
+// copy): QUILLMONT_DATA_DIR, else the per-user data folder; never the program's folder.
+QString UserDataFolder();
 // For the lock that keeps a second Quillmont from starting: QUILLMONT_RUNTIME_DIR,
 // else the user's runtime folder.
 QString RuntimeFolder();

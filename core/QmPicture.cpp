@@ -31,6 +31,8 @@ QmPicture::QmPicture(QWidget* parent)
     setMouseTracking(true);
 }
 
+QmPicture::~QmPicture() = default;
+
 void QmPicture::SetBackColor(int32_t color)
 {
     m_backColor = color;
@@ -43,7 +45,54 @@ void QmPicture::Cls()
     if (m_image.size() != size)
         m_image = QImage(size, QImage::Format_RGB32);
     m_image.fill(QmColors::ToQColor(m_backColor));
+    if (!m_picture.isNull()) {
+        if (m_batch)
+            m_batch->drawImage(0, 0, m_picture);
+        else
+            QPainter(&m_image).drawImage(0, 0, m_picture);
+    }
     CurrentX = CurrentY = 0;
+    update();
+}
+
+QImage& QmPicture::hDC()
+{
+    // A hidden box is not told of its new size until it shows: its drawing follows here.
+    if (m_image.size() != size().expandedTo(QSize(1, 1)))
+        FollowSize();
+    return m_image;
+}
+
+void QmPicture::SetPicture(const QImage& picture)
+{
+    m_picture = picture;
+    Cls();
+}
+
+QmPicture::Batch::Batch(QmPicture& picture)
+    : m_picture(picture)
+{
+    if (!m_picture.m_batch)
+        m_picture.m_batch = std::make_unique<QPainter>(&m_picture.m_image);
+}
+
+QmPicture::Batch::~Batch()
+{
+    m_picture.m_batch.reset();
+    m_picture.update();
+}
+
+template <class Paint>
+void QmPicture::Drawing(Paint&& paint)
+{
+    if (m_batch) {
+        // Each call sets what it draws with, as on a painter of its own.
+        m_batch->setBrush(Qt::NoBrush);
+        paint(*m_batch);
+        return;
+    }
+    QPainter painter(&m_image);
+    paint(painter);
     update();
 }
 
@@ -51,18 +100,18 @@ void QmPicture::Line(int x1, int y1, int x2, int y2)
 {
     if (x1 == x2 && y1 == y2)
         return;
-    QPainter painter(&m_image);
-    painter.setPen(PenFor(ForeColor, DrawStyle));
     // The last point is left out: shorten the line by one pixel along its longer axis.
     const int dx = x2 - x1, dy = y2 - y1;
     if (std::abs(dx) >= std::abs(dy))
         x2 -= dx > 0 ? 1 : -1, y2 = y1 + (dx ? dy * (x2 - x1) / dx : 0);
     else
         y2 -= dy > 0 ? 1 : -1, x2 = x1 + (dy ? dx * (y2 - y1) / dy : 0);
-    painter.drawLine(x1, y1, x2, y2);
+    Drawing([&](QPainter& painter) {
+        painter.setPen(PenFor(ForeColor, DrawStyle));
+        painter.drawLine(x1, y1, x2, y2);
+    });
     CurrentX = x2;
     CurrentY = y2;
-    update();
 }
 
 void QmPicture::DotPixels(const QRect& r)
@@ -90,35 +139,36 @@ void QmPicture::Box(int x1, int y1, int x2, int y2)
 {
     if (DrawStyle == Dot) {
         DotPixels(QRect(QPoint(x1, y1), QPoint(x2, y2)).normalized());
-        update();
+        if (!m_batch)
+            update();
         return;
     }
-    QPainter painter(&m_image);
-    painter.setPen(PenFor(ForeColor, DrawStyle));
     const QRect r = QRect(QPoint(x1, y1), QPoint(x2, y2)).normalized();
-    if (r.width() == 1 || r.height() == 1)
-        painter.drawLine(r.topLeft(), r.bottomRight());
-    else
-        painter.drawRect(r.adjusted(0, 0, -1, -1)); // a stroked rectangle is one pixel larger
-    update();
+    Drawing([&](QPainter& painter) {
+        painter.setPen(PenFor(ForeColor, DrawStyle));
+        if (r.width() == 1 || r.height() == 1)
+            painter.drawLine(r.topLeft(), r.bottomRight());
+        else
+            painter.drawRect(r.adjusted(0, 0, -1, -1)); // a stroked rectangle is one pixel larger
+    });
 }
 
 void QmPicture::BoxFill(int x1, int y1, int x2, int y2)
 {
-    QPainter painter(&m_image);
-    painter.fillRect(QRect(QPoint(x1, y1), QPoint(x2, y2)).normalized(), QmColors::ToQColor(ForeColor));
-    update();
+    Drawing([&](QPainter& painter) {
+        painter.fillRect(QRect(QPoint(x1, y1), QPoint(x2, y2)).normalized(), QmColors::ToQColor(ForeColor));
+    });
 }
 
 void QmPicture::Print(const QString& text)
 {
-    QPainter painter(&m_image);
-    painter.setFont(font());
-    painter.setPen(QmColors::ToQColor(ForeColor));
     const QFontMetrics metrics(font());
-    painter.drawText(CurrentX, CurrentY + metrics.ascent(), text);
+    Drawing([&](QPainter& painter) {
+        painter.setFont(font());
+        painter.setPen(QmColors::ToQColor(ForeColor));
+        painter.drawText(CurrentX, CurrentY + metrics.ascent(), text);
+    });
     CurrentX += metrics.horizontalAdvance(text);
-    update();
 }
 
 int QmPicture::TextWidth(const QString& text) const
@@ -152,6 +202,12 @@ void QmPicture::paintEvent(QPaintEvent*)
 void QmPicture::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
+    FollowSize();
+    emit Resized();
+}
+
+void QmPicture::FollowSize()
+{
     // What was drawn stays where it was; new room is back colour until the next redraw.
     QImage grown(size().expandedTo(QSize(1, 1)), QImage::Format_RGB32);
     grown.fill(QmColors::ToQColor(m_backColor));
@@ -160,7 +216,6 @@ void QmPicture::resizeEvent(QResizeEvent* event)
         painter.drawImage(0, 0, m_image);
     }
     m_image = grown;
-    emit Resized();
 }
 
 void QmPicture::mousePressEvent(QMouseEvent* event)

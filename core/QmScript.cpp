@@ -97,6 +97,16 @@ void EnableFromEnvironment()
         S().messageAnswers.enqueue(ParseAnswer(word));
 }
 
+void Note(const QString& line)
+{
+    Log(line);
+}
+
+void DropMessageAnswers()
+{
+    S().messageAnswers.clear();
+}
+
 void AnswerMessage(QmMsgBox::Result answer)
 {
     S().messageAnswers.enqueue(answer);

@@ -50,8 +50,14 @@ bool Enabled();
 // ("Yes,No,OK"). Called once by the entry routine.
 void EnableFromEnvironment();
 
+// A line of its own in the log of a scripted run (QUILLMONT_SCRIPT_LOG), such as what
+// a run script did and when.
+void Note(const QString& line);
+
 // Message boxes.
 void AnswerMessage(QmMsgBox::Result answer);
+// Forgets the answers still queued.
+void DropMessageAnswers();
 QList<ShownMessage> TakeMessages();
 int PendingMessageAnswers();
 

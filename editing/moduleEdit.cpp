@@ -39,15 +39,26 @@ void ApplyTransitionKey(int32_t track, int16_t seq, int16_t red, int16_t green, 
     key.SetKeyColor(track, seq, red, green, blue);
 }
 
+void RemoveAllItems(int32_t track, ItemList list)
+{
+    auto& tl = Eng<ITWTimeline>();
+    const auto count = list == ItemList::Sources ? &ITWTimeline::GetSourceCount
+                       : list == ItemList::Effects ? &ITWTimeline::GetEffectCount
+                                                   : &ITWTimeline::GetTransitionCount;
+    const auto remove = list == ItemList::Sources ? &ITWTimeline::RemoveSource
+                        : list == ItemList::Effects ? &ITWTimeline::RemoveEffect
+                                                    : &ITWTimeline::RemoveTransition;
+    for (auto seq = static_cast<int16_t>((tl.*count)(track) - 1); seq >= 0 && (tl.*remove)(track, seq); --seq) {
+    }
+}
+
 void EmptyEffectTrack()
 {
     QmTrap::Run(QStringLiteral("moduleEdit"), QStringLiteral("EmptyEffectTrack"), [] {
         auto& tl = Eng<ITWTimeline>();
         for (int32_t track : TrackCollection) {
-            if (!tl.IsVideoTrack(track))
-                continue;
-            while (tl.RemoveEffect(track, 0)) {
-            }
+            if (tl.IsVideoTrack(track))
+                RemoveAllItems(track, ItemList::Effects);
         }
         moduleScaleRenderer::RenderScale();
         moduleTimeline::RenderAllBars();

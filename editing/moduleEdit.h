@@ -112,8 +112,24 @@ bool ShiftSourcesFromPos(int32_t position, int32_t track);
 bool ShiftEffectsFromPos(int32_t position, int32_t track);
 bool ShiftTransitionsFromPos(int32_t position, int32_t track);
 
+// Splits a source in two at position, keeping its stream and stretch mode: the left
+// piece ends at seq, the right one at seq + 1. The media times are divided by the rate
+// as a whole (for a source at its own speed, the plain media times).
+void SplitSourceAt(int32_t track, int16_t seq, int32_t position);
+// The same on the overlay, with the key transition split over the source's times and
+// both halves keyed as it was.
+void SplitOverlayAt(int32_t track, int16_t seq, int32_t position);
+
+// An effect in two at position, its name read through a buffer of that many characters.
+void SplitEffectAt(int32_t track, int16_t seq, int32_t position, int32_t nameBuffer);
+
 // The key of an overlay's transition: its parameters cleared, "KeyType" 0, the colour.
 void ApplyTransitionKey(int32_t track, int16_t seq, int16_t red, int16_t green, int16_t blue);
+
+// Every item of one of a track's lists removed, the last first, so that none moves up at
+// each removal: a long list empties in one pass.
+enum class ItemList { Sources, Effects, Transitions };
+void RemoveAllItems(int32_t track, ItemList list);
 
 // Removes every effect of the video tracks, and redraws.
 void EmptyEffectTrack();

@@ -98,28 +98,6 @@ int16_t PasteSeq(const Place& place, int32_t position)
     return static_cast<int16_t>(place.j + 1);
 }
 
-// Splits source j of a track at the position, keeping its stream and stretch mode.
-void SplitSourceAt(int32_t track, int16_t j, const Place& place, int32_t position)
-{
-    auto& tl = Tl();
-    const int32_t stream = tl.GetSourceStream(track, j);
-    const int16_t mode = tl.GetSourceStretchMode(track, j);
-    QmSpan item = place.item;
-    tl.GetSourceMediaTimes(track, j, item.mediaStart, item.mediaStop);
-    const double rate = Divide(item.Length(), item.MediaLength());
-    // Here the whole expression is divided by the rate, unlike the selection edits'
-    // edges; for a source at its own speed both agree.
-    tl.InsertSource(track, stream, j, position, 0);
-    tl.SetSourceTimes(track, j, position, item.stop);
-    tl.SetSourceMediaTimes(track, j, Ms(Divide(item.mediaStop - (item.stop - position), rate)), item.mediaStop);
-    tl.SetSourceStretchMode(track, j, mode);
-    tl.InsertSource(track, stream, j, item.start, 0);
-    tl.SetSourceTimes(track, j, item.start, position);
-    tl.SetSourceMediaTimes(track, j, item.mediaStart, Ms(Divide((position - item.start) + item.mediaStart, rate)));
-    tl.SetSourceStretchMode(track, j, mode);
-    tl.RemoveSource(track, static_cast<int16_t>(j + 2));
-}
-
 Place SourcePlace(int32_t track, int32_t position, bool shift, bool withTransitions)
 {
     auto& tl = Tl();
@@ -134,6 +112,54 @@ Place SourcePlace(int32_t track, int32_t position, bool shift, bool withTransiti
 }
 
 } // namespace
+
+void SplitSourceAt(int32_t track, int16_t seq, int32_t position)
+{
+    auto& tl = Tl();
+    QmSpan item;
+    SourceSpan(track, seq, item);
+    const int32_t stream = tl.GetSourceStream(track, seq);
+    const int16_t mode = tl.GetSourceStretchMode(track, seq);
+    const double rate = Divide(item.Length(), item.MediaLength());
+    // Here the whole expression is divided by the rate, unlike the selection edits'
+    // edges; for a source at its own speed both agree.
+    tl.InsertSource(track, stream, seq, position, 0);
+    tl.SetSourceTimes(track, seq, position, item.stop);
+    tl.SetSourceMediaTimes(track, seq, Ms(Divide(item.mediaStop - (item.stop - position), rate)), item.mediaStop);
+    tl.SetSourceStretchMode(track, seq, mode);
+    tl.InsertSource(track, stream, seq, item.start, 0);
+    tl.SetSourceTimes(track, seq, item.start, position);
+    tl.SetSourceMediaTimes(track, seq, item.mediaStart, Ms(Divide((position - item.start) + item.mediaStart, rate)));
+    tl.SetSourceStretchMode(track, seq, mode);
+    tl.RemoveSource(track, static_cast<int16_t>(seq + 2));
+}
+
+void SplitOverlayAt(int32_t track, int16_t seq, int32_t position)
+{
+    auto& tl = Tl();
+    int32_t start = 0, stop = 0;
+    tl.GetSourceTimes(track, seq, start, stop);
+    const QString name = tl.GetTransitionName(track, seq, 20).trimmed();
+    const KeyColor key = KeyOf(track, seq);
+    SplitSourceAt(track, seq, position);
+    // The transition is split over the source's times, whatever its own were.
+    tl.RemoveTransition(track, seq);
+    tl.InsertTransition(track, name, seq, position, stop, 0);
+    ApplyTransitionKey(track, seq, key.red, key.green, key.blue);
+    tl.InsertTransition(track, name, seq, start, position, 0);
+    ApplyTransitionKey(track, seq, key.red, key.green, key.blue);
+}
+
+void SplitEffectAt(int32_t track, int16_t seq, int32_t position, int32_t nameBuffer)
+{
+    auto& tl = Tl();
+    int32_t start = 0, stop = 0;
+    tl.GetEffectTimes(track, seq, start, stop);
+    const QString name = tl.GetEffectName(track, seq, nameBuffer).trimmed();
+    tl.RemoveEffect(track, seq);
+    tl.InsertEffect(track, name, seq, position, stop, 0);
+    tl.InsertEffect(track, name, seq, start, position, 0);
+}
 
 void OnEditPasteClick()
 {
@@ -186,7 +212,7 @@ bool EditPasteSource(int32_t position, bool shift)
             if (seq < 0) {
                 if (!HasSourceClip(track))
                     continue; // nothing to paste here: the source stays whole
-                SplitSourceAt(track, place.j, place, position);
+                SplitSourceAt(track, place.j, position);
                 seq = static_cast<int16_t>(place.j + 1);
             }
             PasteBefore(track, seq, position);
@@ -212,16 +238,8 @@ bool EditPasteOverlay(int32_t position, bool shift)
         if (seq < 0) {
             if (!HasSourceClip(track))
                 return true;
-            const int16_t j = place.j;
-            const QString name = tl.GetTransitionName(track, j, 20).trimmed();
-            const KeyColor key = KeyOf(track, j);
-            SplitSourceAt(track, j, place, position);
-            tl.RemoveTransition(track, j);
-            tl.InsertTransition(track, name, j, position, place.item.stop, 0);
-            ApplyTransitionKey(track, j, key.red, key.green, key.blue);
-            tl.InsertTransition(track, name, j, place.item.start, position, 0);
-            ApplyTransitionKey(track, j, key.red, key.green, key.blue);
-            seq = static_cast<int16_t>(j + 1);
+            SplitOverlayAt(track, place.j, position);
+            seq = static_cast<int16_t>(place.j + 1);
         }
         PasteBefore(track, seq, position);
         PasteTransitionBefore(track, seq, position);
@@ -247,12 +265,8 @@ bool EditPasteEffect(int32_t position, bool shift)
             if (seq < 0) {
                 if (!HasEffectClip(track))
                     continue;
-                const int16_t j = place.j;
-                const QString name = tl.GetEffectName(track, j, 260).trimmed();
-                tl.RemoveEffect(track, j);
-                tl.InsertEffect(track, name, j, position, place.item.stop, 0);
-                tl.InsertEffect(track, name, j, place.item.start, position, 0);
-                seq = static_cast<int16_t>(j + 1);
+                SplitEffectAt(track, place.j, position, 260);
+                seq = static_cast<int16_t>(place.j + 1);
             }
             PasteEffectBefore(track, seq, position);
         }

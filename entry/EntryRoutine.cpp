@@ -7,6 +7,8 @@
 #include "core/QmTrap.h"
 #include "entry/frmSplash.h"
 #include "engine/CreateObject.h"
+#include "export/RenderCommand.h"
+#include "project/ModuleRecovery.h"
 #include "report/frmbug.h"
 #include "shell/ModuleSettings.h"
 #include "shell/mdiTarnwick.h"
@@ -16,6 +18,7 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <cstring>
 
 namespace EntryRoutine {
 
@@ -74,7 +77,15 @@ void Main(const QString& engineClass)
 
 int QuillmontMain(int argc, char* argv[])
 {
+    // A render from the command line needs no screen, and shows no window.
+    bool render = false;
+    for (int i = 1; i < argc; ++i)
+        render = render || std::strcmp(argv[i], "--render") == 0;
+    if (render && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    if (render)
+        return RenderCommand::Run(QApplication::arguments());
     QApplication::setApplicationName(QStringLiteral("Quillmont"));
     QApplication::setWindowIcon(QmIcon(QStringLiteral("QUILLMONT")));
     QmScript::EnableFromEnvironment();
@@ -86,6 +97,8 @@ int QuillmontMain(int argc, char* argv[])
         return 0;
     EntryRoutine::StartStartupProbe();
     const int code = app.exec();
+    // A clean exit: nothing is left to recover.
+    ModuleRecovery::Finish();
     // The engine's players run threads of MLT, which closes itself at exit: they stop
     // while MLT is still there.
     QmShared::Engine.reset();

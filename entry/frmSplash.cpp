@@ -9,6 +9,8 @@
 #include "core/QmShared.h"
 #include "engine/ITWCoreRoot.h"
 #include "media/moduleTarnwick.h"
+#include "project/ModuleRecovery.h"
+#include "shell/QmScriptRun.h"
 #include "shell/mdiTarnwick.h"
 
 #include <QApplication>
@@ -130,5 +132,7 @@ void frmSplash::Load()
     Unload();
     main->show();
     QApplication::processEvents();
+    ModuleRecovery::StartUp(QCoreApplication::arguments().mid(1).join(u' '));
+    QmScriptRun::StartFromEnvironment();
     main->StartTutorialIfWanted();
 }

@@ -14,6 +14,7 @@
 #include "engine/ITWCoreRoot.h"
 #include "engine/ITWSave.h"
 #include "engine/ITWTimeline.h"
+#include "export/SavedOptions.h"
 #include "export/frmAdvancedSaveOptions.h"
 #include "export/frmProgressBar.h"
 #include "export/moduleProfiles.h"
@@ -31,19 +32,6 @@ using moduleUtilities::MilliSecondsToTimetypeAsString;
 namespace {
 
 const QString kModule = QStringLiteral("frmExportTimeline");
-const QString kSaveOptions = QStringLiteral("Save Options");
-
-// A number of the settings store as the engine takes it; text that is no number is a
-// type mismatch, as the conversion of the design raises.
-int32_t Number(const QString& text)
-{
-    bool ok = false;
-    const double value = text.trimmed().toDouble(&ok);
-    if (!ok)
-        throw QmError(QmErr::TypeMismatch, QStringLiteral("Type mismatch"));
-    return QmNumbers::CLng(value);
-}
-
 // Whether the media list has the file at path open.
 bool IsFileInMediaList(const QString& path)
 {
@@ -133,31 +121,12 @@ void frmExportTimeline::Form_Load()
 
 void frmExportTimeline::LoadSettingsFromRegistry()
 {
-    using ModuleSettings::ReadSetting;
-    auto& save = Eng<ITWSave>();
-    save.ResetSave();
-    const QString video = ReadSetting(kSaveOptions, QStringLiteral("Video Compressor"), QStringLiteral("Uncompressed"));
-    save.SetVideoCompressor(video);
-    frmAdvancedSaveOptions::instance()->SetVideoCompressor(video);
-    const QString audio = ReadSetting(kSaveOptions, QStringLiteral("Audio Compressor"), QStringLiteral("Uncompressed"));
-    save.SetAudioCompressor(audio);
-    frmAdvancedSaveOptions::instance()->SetAudioCompressor(audio);
-    save.SetVideoProfile(ReadSetting(kSaveOptions, QStringLiteral("Video Profile"),
-                                     QStringLiteral("Video for dial-up modems or LAN (28.8 to 100 Kbps)")));
-    // Read from "Save Optoins", which nothing writes: the default always wins.
-    save.SetAudioProfile(ReadSetting(QStringLiteral("Save Optoins"), QStringLiteral("Audio Profile"),
-                                     QStringLiteral("Audio for CD-quality (96 Kbps stereo)")));
-    const QString fps = ReadSetting(kSaveOptions, QStringLiteral("FPS"), QStringLiteral("15"));
-    save.SetFrameRate(Number(fps));
-    ui->lblFPS->setText(fps);
-    save.SetPFrameFrequency(Number(ReadSetting(kSaveOptions, QStringLiteral("Frame Frequency"), QStringLiteral("15"))));
-    save.SetKeyFrameRate(Number(ReadSetting(kSaveOptions, QStringLiteral("Key Frame Rate"), QStringLiteral("15"))));
-    save.SetQuality(Number(ReadSetting(kSaveOptions, QStringLiteral("Quality"), QStringLiteral("75"))));
-    const QStringList pieces = ReadSetting(kSaveOptions, QStringLiteral("Video Dimension"), QStringLiteral("320 x 240"))
-                                   .split(u' ', Qt::SkipEmptyParts);
-    const QString width = pieces.value(0), height = pieces.value(pieces.size() - 1);
-    save.SetVideoSize(Number(width), Number(height));
-    ui->lblVideoDim->setText(width + QStringLiteral(" x ") + height);
+    const SavedOptions options = SavedOptions::Read();
+    options.ApplyTo(Eng<ITWSave>());
+    frmAdvancedSaveOptions::instance()->SetVideoCompressor(options.videoCompressor);
+    frmAdvancedSaveOptions::instance()->SetAudioCompressor(options.audioCompressor);
+    ui->lblFPS->setText(options.fps);
+    ui->lblVideoDim->setText(options.width + QStringLiteral(" x ") + options.height);
 }
 
 void frmExportTimeline::FillSaveStreamList()

@@ -486,18 +486,14 @@ void StoreCurrentTLImage()
 void EmptyTimeline()
 {
     Trapped(QStringLiteral("EmptyTimeline"), [] {
-        auto& tl = Tl();
+        using moduleEdit::ItemList;
         const int videoRows = TimelineView::RowCount(TimelineView::RowKind::Video);
         for (int i = 0; i < videoRows && i < TrackCollection.Count(); ++i)
-            while (tl.RemoveEffect(TrackCollection.Item(i + 1), 0)) {
-            }
+            moduleEdit::RemoveAllItems(TrackCollection.Item(i + 1), ItemList::Effects);
         for (int32_t track : TrackCollection)
-            while (tl.RemoveSource(track, 0)) {
-            }
-        while (tl.RemoveTransition(OverlayTrack, 0)) {
-        }
-        while (tl.RemoveSource(OverlayTrack, 0)) {
-        }
+            moduleEdit::RemoveAllItems(track, ItemList::Sources);
+        moduleEdit::RemoveAllItems(OverlayTrack, ItemList::Transitions);
+        moduleEdit::RemoveAllItems(OverlayTrack, ItemList::Sources);
         Redraw();
     });
 }

@@ -17,12 +17,15 @@
 #include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
 #include "preview/frmPreview.h"
+#include "project/ModuleProject.h"
 #include "shell/QmCommands.h"
 #include "shell/QmMenuArray.h"
 #include "shell/frmTools.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
 #include "timeline/TimelineView.h"
+#include "tools/frmAddText.h"
+#include "tools/frmStretchMode.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -602,6 +605,9 @@ void mdiTarnwick::RegisterCommands()
     ModuleHistory::RegisterCommands();
     moduleEdit::RegisterCommands();
     frmExportTimeline::RegisterCommands();
+    ModuleProject::RegisterCommands();
+    frmStretchMode::RegisterCommands();
+    frmAddText::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
@@ -664,6 +670,7 @@ void mdiTarnwick::Load()
         }();
         Q_UNUSED(registered);
         ModuleHistory::Install();
+        ModuleProject::Install();
         ProjectLoadLock = false;
         EnableOrDisableMenuItems();
         for (QMdiSubWindow* window : m_panelWindows)
@@ -780,12 +787,11 @@ void mdiTarnwick::closeEvent(QCloseEvent* event)
             if (answer == QmMsgBox::Cancel) {
                 cancel = true;
             } else if (answer == QmMsgBox::Yes) {
-                // Saving a project arrives with the project files; until then the
-                // window stays open rather than lose the work.
-                cancel = !HasCommand(QStringLiteral("mnuFileSaveProject"));
-                if (!cancel)
-                    RunCommand(QStringLiteral("mnuFileSaveProject"));
-                cancel = cancel || ProjectModified;
+                // A save cancelled, or one that failed, keeps the window open rather
+                // than lose the work.
+                ModuleProject::SaveCancelled = false;
+                RunCommand(QStringLiteral("mnuFileSaveProject"));
+                cancel = ModuleProject::SaveCancelled || ProjectModified;
             }
         }
     });

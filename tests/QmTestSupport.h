@@ -9,12 +9,15 @@
 #include "core/QmStatus.h"
 #include "engine/CreateObject.h"
 #include "engine/ITWCoreRoot.h"
+#include "engine/ITWKeyTransition.h"
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
+#include "history/ModuleHistory.h"
 #include "media/moduleTarnwick.h"
 #include "shell/QmCommands.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/TimelineView.h"
+#include "timeline/moduleTimeline.h"
 
 #include <QApplication>
 #include <QMap>
@@ -92,6 +95,44 @@ inline int32_t Audio2()
     return QmShared::TrackCollection.Item(3);
 }
 
+// A track's sources as "start-stop[mediaStart-mediaStop]", in list order.
+inline QString Sources(int32_t track)
+{
+    QStringList out;
+    int32_t s = 0, e = 0, ms = 0, me = 0;
+    for (int16_t seq = 0; Tl().GetSourceTimes(track, seq, s, e); ++seq) {
+        Tl().GetSourceMediaTimes(track, seq, ms, me);
+        out << QStringLiteral("%1-%2[%3-%4]").arg(s).arg(e).arg(ms).arg(me);
+    }
+    return out.join(u' ');
+}
+
+// Its effects as "name start-stop".
+inline QString Effects(int32_t track)
+{
+    QStringList out;
+    int32_t s = 0, e = 0;
+    for (int16_t seq = 0; Tl().GetEffectTimes(track, seq, s, e); ++seq)
+        out << QStringLiteral("%1 %2-%3").arg(Tl().GetEffectName(track, seq, 20)).arg(s).arg(e);
+    return out.join(u',');
+}
+
+// Its key transitions as "start-stop(red,green,blue)".
+inline QString Transitions(int32_t track)
+{
+    QStringList out;
+    auto& key = QmShared::Eng<ITWKeyTransition>();
+    int32_t s = 0, e = 0;
+    for (int16_t seq = 0; Tl().GetTransitionTimes(track, seq, s, e); ++seq)
+        out << QStringLiteral("%1-%2(%3,%4,%5)")
+                   .arg(s)
+                   .arg(e)
+                   .arg(key.GetKeyRed(track, seq))
+                   .arg(key.GetKeyGreen(track, seq))
+                   .arg(key.GetKeyBlue(track, seq));
+    return out.join(u' ');
+}
+
 // The fixture's first stream, opened once per test program; 0 when the file won't open.
 inline int32_t Stream(const char* fixture)
 {
@@ -102,6 +143,19 @@ inline int32_t Stream(const char* fixture)
         streams[name] = file ? QmShared::Eng<ITWMediaFiles>().OpenStream(file, 0) : 0;
     }
     return streams[name];
+}
+
+// An empty timeline without history, the rows' boxes as new, the selection sliders
+// hidden, the view and the position slider at the start.
+inline void FreshTimeline()
+{
+    ModuleHistory::EmptyHistory();
+    ModuleHistory::EmptyTimeline();
+    ModuleHistory::StoreCurrentTLImage();
+    moduleTimeline::ReInitLinkLockDisable();
+    moduleTimeline::ShowSelSliders(false);
+    TimelineView::SetScrollValue(0);
+    moduleTimeline::SetSliderPosition(0, false);
 }
 
 // A stand-in for a command: it replaces the registered one, or is registered where

@@ -18,6 +18,7 @@
 
 #include <cmath>
 #include <random>
+#include <functional>
 #include <mutex>
 
 namespace {
@@ -107,6 +108,7 @@ private slots:
     void disabledTracksAndEffectsAreLeftOut();
     void soundsAreMixed();
     void previewPlaysSeeksAndFollowsEdits();
+    void previewRefreshTakesInEveryChange();
     void movieHoldsWhatThePreviewShows();
 
 private:
@@ -260,6 +262,40 @@ void TestTarnwickRender::effectsActOnlyOverTheirRange()
     QVERIFY(qGray(At(0, 10, 100)) < 20);
     QVERIFY2(qGray(At(1000, 10, 100)) > 100, qPrintable(Rgb(At(1000, 10, 100))));
     QVERIFY(qGray(At(1960, 10, 100)) < 30);
+
+    // Many effects on the lane: a frame goes through the one whose range holds it, as it
+    // would alone, and through each of those that lie over one another, in turn.
+    auto alone = [&](const char* effect, int32_t start, int32_t stop, int32_t at) {
+        while (m_tl->RemoveEffect(m_video, 0)) {
+        }
+        if (!m_tl->AddEffectAt(m_video, QString::fromLatin1(effect), start, stop))
+            return QImage();
+        return m_engine->RenderFrame(at);
+    };
+    const QImage blurred = alone("Blur", 0, 1000, 500), embossed = alone("Emboss", 1200, 2000, 1500);
+    const QImage embossedEarly = alone("Emboss", 0, 2000, 500), between = alone("Blur", 1200, 1300, 1100);
+    QVERIFY(!blurred.isNull() && !embossed.isNull() && !embossedEarly.isNull());
+    while (m_tl->RemoveEffect(m_video, 0)) {
+    }
+    for (int i = 0; i < 40; ++i)
+        QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Wave"), 2000 + i * 20, 2000 + i * 20 + 20));
+    QVERIFY(m_tl->InsertEffect(m_video, QStringLiteral("Emboss"), 0, 1200, 2000, 0));
+    QVERIFY(m_tl->InsertEffect(m_video, QStringLiteral("Blur"), 0, 0, 1000, 0));
+    QCOMPARE(m_engine->RenderFrame(500), blurred);
+    QCOMPARE(m_engine->RenderFrame(1500), embossed);
+    QCOMPARE(m_engine->RenderFrame(1100), between);
+    QVERIFY(m_tl->InsertEffect(m_video, QStringLiteral("Emboss"), 2, 0, 2000, 0));
+    const QImage both = m_engine->RenderFrame(500);
+    QVERIFY(both != blurred && both != embossedEarly);
+    // Which acts first is the lane's order, whatever their starts.
+    auto inOrder = [&](const char* first, int32_t firstStart, const char* second, int32_t secondStart) {
+        while (m_tl->RemoveEffect(m_video, 0)) {
+        }
+        m_tl->InsertEffect(m_video, QString::fromLatin1(first), 0, firstStart, 2000, 0);
+        m_tl->InsertEffect(m_video, QString::fromLatin1(second), 1, secondStart, 2000, 0);
+        return m_engine->RenderFrame(1000);
+    };
+    QVERIFY(inOrder("Blur", 0, "Emboss", 500) != inOrder("Emboss", 500, "Blur", 0));
 }
 
 void TestTarnwickRender::pixelateTakesEachBlocksMean()
@@ -532,6 +568,57 @@ void TestTarnwickRender::previewPlaysSeeksAndFollowsEdits()
     preview.SetOwnerWindow(nullptr);
     preview.ClosePreview();
     QCOMPARE(preview.GetDuration(), 0);
+}
+
+void TestTarnwickRender::previewRefreshTakesInEveryChange()
+{
+    // A wide picture under a keyed overlay, then a red-then-green one: each change a
+    // graph is made from shows at the next refresh, and a refresh with nothing changed
+    // shows the same.
+    qputenv("SDL_AUDIODRIVER", "dummy");
+    auto& preview = TWCast<ITWPreview>(m_object.get());
+    auto& key = TWCast<ITWKeyTransition>(m_object.get());
+    Surface surface;
+    preview.SetOwnerWindow(&surface);
+    QVERIFY(m_tl->AppendSource(m_video, Stream("wide.avi"), 0));
+    QVERIFY(m_tl->AppendSource(m_video, Stream("redgreen.avi"), 3000));
+    QVERIFY(m_tl->AppendSource(m_overlay, Stream("greenkey.avi"), 0));
+    QVERIFY(m_tl->AddTransitionAt(m_overlay, QStringLiteral("DxtKey"), 0, 3000));
+    QVERIFY(key.SetKeyParameter(m_overlay, 0, QStringLiteral("KeyType"), 0));
+    QVERIFY(key.SetKeyColor(m_overlay, 0, 0, 255, 0));
+    QVERIFY(preview.BuildPreview());
+    auto shown = [&] {
+        QList<QImage> frames;
+        for (int32_t at : {500, 3500}) {
+            preview.Seek(at);
+            frames << surface.Last();
+        }
+        return frames;
+    };
+    QList<QImage> before = shown();
+    auto takesIn = [&](const char* what, const std::function<void()>& change) {
+        change();
+        QVERIFY2(preview.RefreshPreview(), what);
+        const QList<QImage> now = shown();
+        QVERIFY2(now != before, what);
+        QVERIFY(preview.RefreshPreview());
+        QVERIFY2(shown() == now, what);
+        before = now;
+    };
+    takesIn("a stretch mode", [&] { m_tl->SetSourceStretchMode(m_video, 0, 2); });
+    takesIn("media times", [&] { m_tl->SetSourceMediaTimes(m_video, 1, 1000, 2000); });
+    takesIn("a key colour", [&] { key.SetKeyColor(m_overlay, 0, 255, 0, 0); });
+    takesIn("an effect", [&] { QVERIFY(m_tl->AddEffectAt(m_video, QStringLiteral("Emboss"), 0, 1000)); });
+    takesIn("effects switched off", [&] { m_tl->SetEffectsEnabled(false); });
+    takesIn("the key's type", [&] { QVERIFY(key.SetKeyParameter(m_overlay, 0, QStringLiteral("KeyType"), 1)); });
+    takesIn("a track disabled", [&] { m_tl->SetTrackDisabled(m_overlay, true); });
+    takesIn("an item moved", [&] { QVERIFY(m_tl->ShiftSources(m_video, 1, 1000)); });
+    // A selected flag is no part of the picture.
+    m_tl->SetSourceSelected(m_video, 0, true);
+    QVERIFY(preview.RefreshPreview());
+    QVERIFY(shown() == before);
+    preview.SetOwnerWindow(nullptr);
+    preview.ClosePreview();
 }
 
 void TestTarnwickRender::movieHoldsWhatThePreviewShows()

@@ -466,6 +466,41 @@ void TestCore::pictureDrawsToThePixel()
     QVERIFY(black(1, 1) && white(2, 1) && black(3, 1) && white(4, 1));
     QVERIFY(black(1, 3) && white(1, 4));
     pic.DrawStyle = QmPicture::Solid;
+
+    // Drawn within a batch, the same calls leave the same pixels, and the text goes on
+    // from where it ended.
+    auto draw = [](QmPicture& p) {
+        p.ForeColor = 0x00C000;
+        p.BoxFill(3, 3, 40, 20);
+        p.ForeColor = 0;
+        p.Box(3, 3, 40, 20);
+        p.ForeColor = 0xFFFFFF;
+        p.Box(5, 5, 5, 18);
+        p.Box(5, 5, 38, 5);
+        p.DrawStyle = QmPicture::Dot;
+        p.ForeColor = 0;
+        p.Box(4, 4, 39, 19);
+        p.DrawStyle = QmPicture::Solid;
+        p.Line(28, 3, 40, 15);
+        p.ForeColor = static_cast<int32_t>(0x80000008u);
+        p.CurrentX = 8;
+        p.CurrentY = 6;
+        p.Print(QStringLiteral("ab"));
+        return p.CurrentX;
+    };
+    QmPicture alone, batched;
+    for (QmPicture* p : {&alone, &batched}) {
+        p->resize(60, 30);
+        p->SetBackColor(0xFFFFFF);
+    }
+    const int endAlone = draw(alone);
+    int endBatched = 0;
+    {
+        QmPicture::Batch batch(batched);
+        endBatched = draw(batched);
+    }
+    QCOMPARE(endBatched, endAlone);
+    QVERIFY(alone.Image() == batched.Image());
 }
 
 QM_TEST_MAIN(TestCore)

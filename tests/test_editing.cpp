@@ -28,46 +28,13 @@ using namespace QmShared;
 using namespace moduleEdit;
 using QmTest::Audio1;
 using QmTest::Audio2;
+using QmTest::Effects;
+using QmTest::Sources;
 using QmTest::Tl;
+using QmTest::Transitions;
 using QmTest::Video;
 
 namespace {
-
-// A track's sources as "start-stop[mediaStart-mediaStop]", in list order.
-QString Sources(int32_t track)
-{
-    QStringList out;
-    int32_t s = 0, e = 0, ms = 0, me = 0;
-    for (int16_t seq = 0; Tl().GetSourceTimes(track, seq, s, e); ++seq) {
-        Tl().GetSourceMediaTimes(track, seq, ms, me);
-        out << QStringLiteral("%1-%2[%3-%4]").arg(s).arg(e).arg(ms).arg(me);
-    }
-    return out.join(u' ');
-}
-
-QString Effects(int32_t track)
-{
-    QStringList out;
-    int32_t s = 0, e = 0;
-    for (int16_t seq = 0; Tl().GetEffectTimes(track, seq, s, e); ++seq)
-        out << QStringLiteral("%1 %2-%3").arg(Tl().GetEffectName(track, seq, 20)).arg(s).arg(e);
-    return out.join(u',');
-}
-
-QString Transitions(int32_t track)
-{
-    QStringList out;
-    auto& key = Eng<ITWKeyTransition>();
-    int32_t s = 0, e = 0;
-    for (int16_t seq = 0; Tl().GetTransitionTimes(track, seq, s, e); ++seq)
-        out << QStringLiteral("%1-%2(%3,%4,%5)")
-                   .arg(s)
-                   .arg(e)
-                   .arg(key.GetKeyRed(track, seq))
-                   .arg(key.GetKeyGreen(track, seq))
-                   .arg(key.GetKeyBlue(track, seq));
-    return out.join(u' ');
-}
 
 // The source records as "stream:mediaStart-mediaStop/length#seq" ("gap:length#seq").
 QString SourceRecords(int32_t track)
@@ -129,13 +96,7 @@ void TestEditing::initTestCase()
 
 void TestEditing::init()
 {
-    ModuleHistory::EmptyHistory();
-    ModuleHistory::EmptyTimeline();
-    ModuleHistory::StoreCurrentTLImage();
-    moduleTimeline::ReInitLinkLockDisable();
-    moduleTimeline::ShowSelSliders(false);
-    TimelineView::SetScrollValue(0);
-    SliderAt(0);
+    QmTest::FreshTimeline();
     ClearSourceClips();
     ClearEffectClips();
     ClearTransitionClips();

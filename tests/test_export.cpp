@@ -32,6 +32,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QProgressBar>
+#include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
@@ -133,6 +134,7 @@ private slots:
     void diskRuleStopsTheSave();
     void refusalsKeepTheDialogue();
     void rowsChooseTheTracksSaved();
+    void renderFromTheCommandLine();
 
 private:
     // The dialogue filled for the timeline as it stands, without showing it.
@@ -800,6 +802,140 @@ void TestExport::rowsChooseTheTracksSaved()
     const Probe probe(path);
     QVERIFY(probe.video.isEmpty());
     QCOMPARE(probe.audio.value("codec_name").toString(), QStringLiteral("pcm_s16le"));
+}
+
+
+namespace {
+
+struct Rendered
+{
+    int code = -1;
+    QString said;
+};
+
+Rendered Render(const QStringList& arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(QM_QUILLMONT_EXE), QStringList{QStringLiteral("--render")} + arguments);
+    process.waitForFinished(120000);
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromLocal8Bit(process.readAllStandardError())};
+}
+
+// The mean difference of two pictures' channels, 255 for pictures of other sizes.
+double Difference(const QImage& a, const QImage& b)
+{
+    if (a.size() != b.size() || a.isNull())
+        return 255.0;
+    double sum = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
+            sum += std::abs(qRed(p) - qRed(q)) + std::abs(qGreen(p) - qGreen(q)) + std::abs(qBlue(p) - qBlue(q));
+        }
+    return sum / (3.0 * a.width() * a.height());
+}
+
+} // namespace
+
+void TestExport::renderFromTheCommandLine()
+{
+    // A saved project: pictures with a fade and a tone, saved as MPEG-4 by the options.
+    QVERIFY(Tl().AppendSource(Video(), Stream("redgreen.avi"), 0));
+    QVERIFY(Tl().AddEffectAt(Video(), QStringLiteral("Fade"), 0, 2000));
+    QVERIFY(Tl().AppendSource(QmTest::Audio1(), Stream("sine440.wav"), 0));
+    QmSettings::SaveSetting(kSaveOptions, QStringLiteral("Video Compressor"), QStringLiteral("MPEG-4 Part 2 (mpeg4)"));
+    const QString project = m_folder.filePath(QStringLiteral("render.qpj"));
+    QmScript::AnswerDialog(QVariant::fromValue(QmDialogs::FileResult{project, 1}));
+    QmTest::Main()->RunCommand(QStringLiteral("mnuFileSaveProject"));
+    QVERIFY(QFile::exists(project));
+
+    // The same timeline saved by the dialogue, every row chosen.
+    const QString byDialogue = m_folder.filePath(QStringLiteral("dialogue.avi"));
+    Open();
+    SelectRows({QStringLiteral("Video"), QStringLiteral("Effect"), QStringLiteral("Audio 1")});
+    Save(byDialogue);
+    QVERIFY(QFile::exists(byDialogue));
+
+    // The render gives the movie the dialogue gave, and says so.
+    const QString movie = m_folder.filePath(QStringLiteral("rendered.avi"));
+    Rendered run = Render({project, movie});
+    QVERIFY2(run.code == 0, qPrintable(run.said));
+    QVERIFY2(run.said.contains(QStringLiteral("Rendering")) && run.said.contains(QStringLiteral("Saved \"") + movie),
+             qPrintable(run.said));
+    Probe probe(movie);
+    QCOMPARE(probe.video.value("codec_name").toString(), QStringLiteral("mpeg4"));
+    QCOMPARE(probe.audio.value("codec_name").toString(), QStringLiteral("pcm_s16le"));
+    QCOMPARE(probe.Frames(), Probe(byDialogue).Frames());
+    const QList<QImage> ours = QmProbe::DecodedFrames(movie, {320, 240});
+    const QList<QImage> theirs = QmProbe::DecodedFrames(byDialogue, {320, 240});
+    QCOMPARE(ours.size(), theirs.size());
+    QVERIFY(!ours.isEmpty());
+    for (qsizetype i = 0; i < ours.size(); ++i)
+        QVERIFY2(Difference(ours[i], theirs[i]) < 1.0, qPrintable(QStringLiteral("frame %1").arg(i)));
+    // The fade holds: the first picture is near black, the red one past the fade in full.
+    QVERIFY(qRed(ours.first().pixel(160, 120)) < 40);
+    QVERIFY(qRed(ours[ours.size() * 3 / 8].pixel(160, 120)) > 200);
+
+    // Windows Media by a profile named on the command line.
+    const QString wmv = m_folder.filePath(QStringLiteral("rendered.wmv"));
+    run = Render({project, wmv, QStringLiteral("--profile"),
+                  QStringLiteral("Video for dial-up modems or LAN (28.8 to 100 Kbps)")});
+    QVERIFY2(run.code == 0, qPrintable(run.said));
+    QCOMPARE(Probe(wmv).format.value("format_name").toString(), QStringLiteral("asf"));
+
+    // What cannot start ends 2 with the reason, and leaves no file.
+    const QString none = m_folder.filePath(QStringLiteral("none.avi"));
+    const struct
+    {
+        QStringList arguments;
+        QString reason;
+    } refusals[] = {
+        {{m_folder.filePath(QStringLiteral("absent.qpj")), none}, QStringLiteral("is not there")},
+        {{byDialogue, none}, QStringLiteral("is not a Quillmont project")},
+        {{project, m_folder.filePath(QStringLiteral("movie.mov"))}, QStringLiteral("saves movies as .avi")},
+        {{project, wmv, QStringLiteral("--profile"), QStringLiteral("No such profile")}, QStringLiteral("no profile named")},
+        {{project}, QStringLiteral("usage:")},
+    };
+    for (const auto& refusal : refusals) {
+        run = Render(refusal.arguments);
+        QCOMPARE(run.code, 2);
+        QVERIFY2(run.said.contains(refusal.reason), qPrintable(run.said));
+        QVERIFY(!QFile::exists(none));
+    }
+    // A media file gone: the project cannot open.
+    QFile text(project);
+    QVERIFY(text.open(QIODevice::ReadOnly));
+    QByteArray document = text.readAll();
+    text.close();
+    document.replace("redgreen.avi", "moved-away.avi");
+    const QString moved = m_folder.filePath(QStringLiteral("moved.qpj"));
+    QFile out(moved);
+    QVERIFY(out.open(QIODevice::WriteOnly));
+    out.write(document);
+    out.close();
+    run = Render({moved, none});
+    QCOMPARE(run.code, 2);
+    QVERIFY2(run.said.contains(QStringLiteral("missing")), qPrintable(run.said));
+
+    // Interrupted, a render ends 130 and keeps the movie as far as it came.
+    init();
+    PutLongTimeline();
+    const QString longProject = m_folder.filePath(QStringLiteral("long.qpj"));
+    QmScript::AnswerDialog(QVariant::fromValue(QmDialogs::FileResult{longProject, 1}));
+    QmTest::Main()->RunCommand(QStringLiteral("mnuFileSaveProjectAs"));
+    QVERIFY(QFile::exists(longProject));
+    const QString stopped = m_folder.filePath(QStringLiteral("stopped.avi"));
+    QProcess process;
+    process.start(QStringLiteral(QM_QUILLMONT_EXE), {QStringLiteral("--render"), longProject, stopped});
+    QByteArray said;
+    QTRY_VERIFY_WITH_TIMEOUT((said += process.readAllStandardError()).contains("Rendering"), 30000);
+    process.terminate();
+    QVERIFY(process.waitForFinished(10000));
+    said += process.readAllStandardError();
+    QCOMPARE(process.exitCode(), 130);
+    QVERIFY2(said.contains("Stopped"), said.constData());
+    QVERIFY(Probe(stopped).Duration() > 0.0);
 }
 
 QM_TEST_MAIN(TestExport)

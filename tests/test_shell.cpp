@@ -520,12 +520,14 @@ void TestShell::closeQuery()
     QVERIFY(!main->close());
     BusyOpening = false;
 
-    // Unsaved work: Cancel stays; Yes stays while no project can be saved yet.
+    // Unsaved work: Cancel stays; Yes saves, and stays when the save is cancelled.
     ProjectModified = true;
     QmScript::AnswerMessage(QmMsgBox::Cancel);
     QVERIFY(!main->close());
     QmScript::AnswerMessage(QmMsgBox::Yes);
+    QmScript::CancelDialog();
     QVERIFY(!main->close());
+    QCOMPARE(QmScript::TakeDialogs().size(), 1);
     const QList<QmScript::ShownMessage> asked = QmScript::TakeMessages();
     QCOMPARE(asked.size(), 2);
     QCOMPARE(asked[0].text, QStringLiteral("Do you want save your changes before closing?"));

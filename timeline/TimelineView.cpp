@@ -4,6 +4,7 @@
 #include "core/QmPicture.h"
 #include "core/QmShared.h"
 #include "timeline/frmTimeline.h"
+#include "timeline/moduleBookmarks.h"
 #include "timeline/moduleScaleRenderer.h"
 #include "timeline/moduleTimeline.h"
 
@@ -200,6 +201,25 @@ void SetSelection(int32_t start, int32_t end, bool shown)
     moduleTimeline::ShowSelSliders(shown);
     SelStartPosition = moduleTimeline::GetSelSliderPosition(true);
     SelEndPosition = moduleTimeline::GetSelSliderPosition(false);
+}
+
+int16_t Zoom()
+{
+    return ZoomFactor;
+}
+
+void SetZoom(int16_t zoom)
+{
+    const int32_t position = moduleTimeline::GetSliderPosition();
+    moduleScaleRenderer::SetZoomFactor(zoom);
+    moduleTimeline::SetSliderPosition(position, true);
+    moduleTimeline::SetSelSliderPosition(SelStartPosition, true);
+    moduleTimeline::SetSelSliderPosition(SelEndPosition, false);
+    moduleScaleRenderer::RenderScale();
+    moduleTimeline::RenderAllBars();
+    moduleScaleRenderer::AdjustScroll();
+    moduleTimeline::RenderAllSelections();
+    moduleBookmarks::UpdateBookmarks();
 }
 
 int32_t SliderTime()

@@ -57,6 +57,11 @@ int32_t SelSliderTime(bool start);
 // preview's bounds following.
 void SetSelection(int32_t start, int32_t end, bool shown);
 
+// The zoom factor, ms a pixel (0 for none yet, when the view keeps the start zoom). Set,
+// the sliders keep their times and the scale, bars, selection and markers follow.
+int16_t Zoom();
+void SetZoom(int16_t zoom);
+
 // The position slider's time as the edits read it: from its line over the rows.
 int32_t SliderTime();
 

@@ -27,7 +27,9 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QHeaderView>
+#include <QDropEvent>
 #include <QLabel>
+#include <QMimeData>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -37,6 +39,9 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
+
+#include <utility>
 
 using namespace QmShared;
 using namespace moduleScaleRenderer;
@@ -143,7 +148,18 @@ frmTimeline::frmTimeline()
     tvwTimeline->setHeaderHidden(true);
     tvwTimeline->setIconSize(QSize(16, 16));
     tvwTimeline->setRootIsDecorated(true);
-    connect(tvwTimeline, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* node) { tvwTimeline_NodeClick(node); });
+    tvwTimeline->setUniformRowHeights(true);
+    // A left press selects, as a drag of the node begins with it.
+    connect(tvwTimeline, &QTreeWidget::itemPressed, this, [this](QTreeWidgetItem* node) {
+        if (QApplication::mouseButtons() & Qt::LeftButton)
+            tvwTimeline_NodeClick(node);
+    });
+    // A node dragged onto another shuffles; the list never moves its own nodes.
+    tvwTimeline->setDragEnabled(true);
+    tvwTimeline->setDragDropMode(QAbstractItemView::DragDrop);
+    tvwTimeline->setDefaultDropAction(Qt::CopyAction);
+    tvwTimeline->viewport()->setAcceptDrops(true);
+    tvwTimeline->viewport()->installEventFilter(this);
     tvwTimeline->setWhatsThis(QStringLiteral(
         "The timeline list: every track and the items on it, in order. Click an item to select it on the timeline."));
 
@@ -482,6 +498,8 @@ void frmTimeline::RegisterCommands()
         form->ArrangeRows();
     });
     RegisterAddCommands();
+    RegisterTrackCommands();
+    ModuleTreeView::RegisterCommands();
 }
 
 void frmTimeline::ArrangeRows()
@@ -579,6 +597,8 @@ bool frmTimeline::eventFilter(QObject* watched, QEvent* event)
             auto* key = static_cast<QKeyEvent*>(event);
             Scale_KeyDown(key->key(), key->modifiers());
         }
+    } else if (watched == tvwTimeline->viewport()) {
+        return tvwTimeline_DragEvent(event) || QmPanel::eventFilter(watched, event);
     } else if (watched == picVerticalResize) {
         // Only a mouse event is one: the divider gets paints and resizes too.
         if (event->type() == QEvent::MouseButtonPress) {
@@ -1114,6 +1134,36 @@ void frmTimeline::tvwTimeline_NodeClick(QTreeWidgetItem* node)
         MenuUpdate();
         RenderAllBars();
     });
+}
+
+bool frmTimeline::tvwTimeline_DragEvent(QEvent* event)
+{
+    if (event->type() == QEvent::MouseButtonPress) {
+        m_dragNode = tvwTimeline->itemAt(static_cast<QMouseEvent*>(event)->position().toPoint());
+        return false;
+    }
+    if (event->type() != QEvent::Drop)
+        return false; // the list takes only its own nodes' drags over it
+    auto* drop = static_cast<QDropEvent*>(event);
+    const QStringList own = tvwTimeline->model()->mimeTypes();
+    if (!own.isEmpty() && drop->mimeData()->hasFormat(own.first())) {
+        // A copy, so that the dragging list removes nothing when the drag ends.
+        drop->setDropAction(Qt::CopyAction);
+        drop->accept();
+        tvwTimeline_OLEDragDrop(tvwTimeline->itemAt(drop->position().toPoint()));
+    }
+    return true;
+}
+
+void frmTimeline::tvwTimeline_OLEDragDrop(QTreeWidgetItem* dropNode)
+{
+    // The list is rebuilt by what the drop does: the remembered node goes at once. A
+    // node the list no longer holds was rebuilt away since its press.
+    QTreeWidgetItem* dragNode = std::exchange(m_dragNode, nullptr);
+    bool held = false;
+    for (QTreeWidgetItemIterator it(tvwTimeline); *it && !held; ++it)
+        held = *it == dragNode;
+    ModuleTreeView::OnNodeDragDrop(held ? dragNode : nullptr, dropNode);
 }
 
 void frmTimeline::picVerticalResize_MouseDown(Qt::MouseButton button, int x)

@@ -91,6 +91,10 @@ private:
     void Handle_MouseUp(QmImageBox* handle, Qt::MouseButton button);
     void tmTimeline_Timer();
     void tvwTimeline_NodeClick(QTreeWidgetItem* node);
+    // The list's own drags: the node under a press is remembered, and a drop on a node
+    // hands both to the shuffle. True when the event is taken.
+    bool tvwTimeline_DragEvent(QEvent* event);
+    void tvwTimeline_OLEDragDrop(QTreeWidgetItem* dropNode);
     void picVerticalResize_MouseDown(Qt::MouseButton button, int x);
     void picVerticalResize_MouseMove(Qt::MouseButtons buttons, int x);
     void picVerticalResize_MouseUp();
@@ -103,4 +107,5 @@ private:
     bool m_dividerDragging = false;
     int m_bookmarkPressX = 0;
     bool m_bookmarkDragging = false;
+    QTreeWidgetItem* m_dragNode = nullptr;
 };

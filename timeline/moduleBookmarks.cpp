@@ -4,6 +4,7 @@
 #include "core/QmPicture.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
+#include "core/QmXml.h"
 #include "core/moduleUtilities.h"
 #include "timeline/TimelineView.h"
 #include "timeline/frmTimeline.h"
@@ -24,6 +25,17 @@ const QString kModule = QStringLiteral("moduleBookmarks");
 int LeftOf(int32_t time)
 {
     return moduleTimeline::PixelAt(time) - MarkerOffset;
+}
+
+// Every marker but the pattern unloaded, and the list emptied.
+void UnloadMarkers()
+{
+    QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
+    while (markers.size() >= 2)
+        delete markers.takeLast();
+    BookmarkTimes.clear();
+    BookmarkCount = 0;
+    SelectedBookmark = 0;
 }
 
 } // namespace
@@ -85,14 +97,68 @@ void UpdateBookmarks(int excluded, bool show)
 void RemoveBookmarks()
 {
     QmTrap::Run(kModule, QStringLiteral("RemoveBookmarks"), [] {
-        QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
-        while (markers.size() >= 2)
-            delete markers.takeLast();
-        BookmarkTimes.clear();
-        BookmarkCount = 0;
-        SelectedBookmark = 0;
+        UnloadMarkers();
         SetBookmarkPosition(0, 0);
     });
+}
+
+QList<int32_t> VisibleBookmarkTimes()
+{
+    QList<int32_t> times;
+    const QList<QmImageBox*>& markers = frmTimeline::instance()->Controls()->imgBookmark;
+    for (int i = 0; i < BookmarkCount && i < BookmarkTimes.size(); ++i) {
+        // A removed marker is hidden, its time kept: it is left out.
+        if (i < markers.size() && !markers[i]->isHidden())
+            times << BookmarkTimes[i];
+    }
+    return times;
+}
+
+void AppendBookmarks(pugi::xml_node root, const QList<int32_t>& times)
+{
+    pugi::xml_node bookmarks = root.append_child("Bookmarks");
+    int counter = 0;
+    for (int32_t time : times) {
+        pugi::xml_node bookmark = bookmarks.append_child(("Bookmark_" + std::to_string(counter++)).c_str());
+        bookmark.append_attribute("Position") = time;
+    }
+}
+
+void SetBookMarksToProject(const QString& path)
+{
+    pugi::xml_document document;
+    QmXml::Load(document, path);
+    AppendBookmarks(QmXml::Root(document), VisibleBookmarkTimes());
+    QmXml::Save(document, path);
+}
+
+void GetBookMarkFromProject(const QString& path)
+{
+    pugi::xml_document document;
+    QmXml::Load(document, path);
+    const pugi::xml_node bookmarks = QmXml::FirstByTagName(document, "Bookmarks");
+    QList<int32_t> times;
+    for (pugi::xml_node child : bookmarks.children()) {
+        if (child.type() != pugi::node_element)
+            continue;
+        // Attribute 0 is the position, whatever its name.
+        try {
+            times << static_cast<int32_t>(QmXml::Number(QmXml::AttributeAt(child, 0), 0, INT32_MAX));
+        } catch (const QmError&) {
+            throw QmError(QmErr::SubscriptOutOfRange, QStringLiteral("A marker's position is no time."));
+        }
+    }
+    if (times.isEmpty())
+        return;
+    if (times.size() > INT16_MAX) // the count is 16 bits
+        throw QmError(QmErr::SubscriptOutOfRange, QStringLiteral("Too many markers."));
+    UnloadMarkers();
+    for (int i = 0; i < times.size(); ++i) {
+        if (i > 0)
+            frmTimeline::instance()->LoadBookmark();
+        SetBookmarkPosition(times[i], i);
+    }
+    UpdateBookmarks(-1, true);
 }
 
 } // namespace moduleBookmarks

@@ -26,6 +26,13 @@ const QString kModule = QStringLiteral("moduleScaleRenderer");
 // Kept as the scale's start values do; nothing reads it.
 [[maybe_unused]] int32_t s_scaleUnit = 0;
 
+// The zoom factor the view works with: a closed project leaves none (0), and the view
+// then keeps to the start zoom.
+int16_t Zoom()
+{
+    return ZoomFactor >= 1 ? ZoomFactor : 10;
+}
+
 int32_t Checked32(int64_t value)
 {
     if (value < std::numeric_limits<int32_t>::min() || value > std::numeric_limits<int32_t>::max())
@@ -64,12 +71,12 @@ void InitScale()
 
 int32_t PixelsToMs(int32_t px)
 {
-    return Checked32(static_cast<int64_t>(px) * ZoomFactor);
+    return Checked32(static_cast<int64_t>(px) * Zoom());
 }
 
 int32_t MsToPixels(int32_t ms)
 {
-    return QmNumbers::CLng(static_cast<double>(ms) / ZoomFactor);
+    return QmNumbers::CLng(static_cast<double>(ms) / Zoom());
 }
 
 int32_t TicksToPixels(int32_t ticks)
@@ -130,6 +137,7 @@ void RenderScale()
 void ZoomOut()
 {
     QmTrap::Run(kModule, QStringLiteral("ZoomOut"), [] {
+        ZoomFactor = Zoom();
         if (ZoomFactor * 2 >= 32765) {
             ProjectModified = true;
             return;
@@ -143,6 +151,7 @@ void ZoomOut()
 void ZoomIn()
 {
     QmTrap::Run(kModule, QStringLiteral("ZoomIn"), [] {
+        ZoomFactor = Zoom();
         if (QmNumbers::IntPart(ZoomFactor / 2.0) <= 0) {
             ProjectModified = true;
             return;

@@ -7,6 +7,8 @@
 namespace moduleScaleRenderer {
 
 void InitScale();
+// A zoom factor of 0, which closing a project leaves, counts as the start zoom 10 in the
+// conversions and the zoom steps.
 // px x ZoomFactor; error 6 when it does not fit 32 bits.
 int32_t PixelsToMs(int32_t px);
 // ms / ZoomFactor, rounded half to even.

@@ -207,6 +207,8 @@ void PaintBars(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool
 {
     auto& tl = Tl();
     pic->Cls();
+    // Zoomed out, a row holds hundreds of bars: they are drawn with one painter.
+    QmPicture::Batch batch(*pic);
     const int32_t leftPx = TicksToPixels(Form()->hsb->value());
     const int32_t viewStart = PixelsToMs(leftPx);
     const int32_t viewEnd = PixelsToMs(leftPx + Form()->picScale->ScaleWidth());
@@ -238,8 +240,12 @@ void PaintBars(QmPicture* pic, int32_t track, int32_t fill, int32_t shadow, bool
         pic->Box(x(stop) - 1, 2, x(stop) - 1, h - 2);
         pic->Box(x(start) + 1, h - 2, x(stop) - 1, h - 2);
 
-        const QString caption = effects ? tl.GetEffectName(track, seq, 10).trimmed() : GetSourceFileName(track, seq);
-        if (pic->TextWidth(caption) < MsToPixels(stop) - MsToPixels(start) - 22) {
+        // A caption is looked up and measured only where a bar has room for one.
+        const int32_t room = MsToPixels(stop) - MsToPixels(start) - 22;
+        const QString caption = room <= 0 ? QString()
+                                : effects ? tl.GetEffectName(track, seq, 10).trimmed()
+                                          : GetSourceFileName(track, seq);
+        if (room > 0 && pic->TextWidth(caption) < room) {
             pic->CurrentX = x(start) + 10;
             pic->CurrentY = pic->height() / 2 - pic->TextHeight(caption) / 2;
             pic->ForeColor = QmColors::WindowText;

@@ -108,6 +108,9 @@ void OnEditAddToOverlayClick();
 bool OnEditAddEffectToTimelineClick();
 // A "DxtKey" transition over the track's last source, with "KeyType" 0 and the colour.
 void AddNewKeyTransition(int32_t track, int16_t red, int16_t green, int16_t blue);
+// The key colour dialogue for the first selected overlay source, with its transition's
+// colour and its stream; nothing without one.
+void OnEditSetOverlayTransparencyClick();
 // Each overlay's transition takes its source's times where both ends differ.
 void SyncOverlayTransitions();
 // The commands of the menus, the tools panel and the drops, each one operation in the
@@ -116,8 +119,38 @@ void SyncOverlayTransitions();
 void AddToTimelineCommand();
 void AddToOverlayCommand();
 void AddEffectCommand();
-// Gives the adding commands above, and the Edit menu's six effects, to the command table.
+// Gives the adding commands above, the Edit menu's six effects and the overlay's key
+// colour to the command table.
 void RegisterAddCommands();
+
+// Whole-track commands (moduleTimelineTracks.cpp). Those that change the timeline count
+// their history entry in force themselves.
+// Every gap closes: on each unlocked track (and lane, and the overlay with its
+// transitions) each item moves, with all after it, to where the one before it ends.
+void PackTracks();
+// Each selected source, on any track, takes its media length on the timeline from its
+// start; nothing after it moves.
+void RestoreSize();
+// The last sound of Audio 1 (or of Audio 2, when Audio 1 has nothing selected) repeats
+// until the sound ends where the video ends; nothing, and no count, when it already does.
+void RepeateAudio();
+// Splits every unlocked track, lane and the overlay at the position slider. A source is
+// split only where neither piece would be shorter than 11 ms.
+void SplitTracks();
+// Removes every overlay with its transition, and redraws.
+void EmptyOverlayTrack();
+// The menu entries' commands, each one operation of the history.
+void OnToolsPackTimelineBarsClick();
+void OnEditRestoreSizeClick();
+void OnToolsRepeatAudioClick();
+void OnToolsSplitTimelineClick();
+// The clear commands refuse a locked track with a message; clearing the whole timeline
+// asks first.
+void OnEditClearEffectClick();
+void OnEditClearOverlayClick();
+void OnEditClearTimelineClick();
+// Gives the commands above to the command table.
+void RegisterTrackCommands();
 
 // Pointer work on the rows.
 // The tool tip and pointer of a row for the pointer at x, y; true inside the resize

@@ -9,6 +9,7 @@
 #include "core/QmTrap.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
+#include "engine/ITWKeyTransition.h"
 #include "engine/ITWMediaFiles.h"
 #include "engine/ITWTimeline.h"
 #include "history/ModuleHistory.h"
@@ -20,6 +21,7 @@
 #include "timeline/ModuleTreeView.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleScaleRenderer.h"
+#include "tools/frmKeyColor.h"
 #include "tools/frmVolume.h"
 
 #include <QSlider>
@@ -242,6 +244,26 @@ bool OnEditAddEffectToTimelineClick()
         });
 }
 
+void OnEditSetOverlayTransparencyClick()
+{
+    QmTrap::Run(kModule, QStringLiteral("OnEditSetOverlayTransparencyClick"), [] {
+        auto& tl = Tl();
+        int16_t seq = 0;
+        int32_t start = 0, stop = 0;
+        while (tl.GetSourceTimes(OverlayTrack, seq, start, stop) && !tl.IsSourceSelected(OverlayTrack, seq))
+            ++seq;
+        if (seq >= tl.GetSourceCount(OverlayTrack))
+            return; // nothing selected on the overlay
+        auto& key = Eng<ITWKeyTransition>();
+        frmKeyColor* form = frmKeyColor::instance();
+        form->SetRGB(key.GetKeyRed(OverlayTrack, seq), key.GetKeyGreen(OverlayTrack, seq),
+                     key.GetKeyBlue(OverlayTrack, seq));
+        form->SetStreamHandle(tl.GetSourceStream(OverlayTrack, seq));
+        form->SetSequenceNumber(seq);
+        form->ShowModal();
+    });
+}
+
 void AddToTimelineCommand()
 {
     OnEditAddToTimelineClick();
@@ -276,6 +298,7 @@ void RegisterAddCommands()
     QmCommands::Register(QStringLiteral("mnuEditAddToTimeline"), [] { AddToTimelineCommand(); });
     QmCommands::Register(QStringLiteral("mnuEditAddToOverlay"), [] { AddToOverlayCommand(); });
     QmCommands::Register(QStringLiteral("cmdAdd"), [] { AddEffectCommand(); });
+    QmCommands::Register(QStringLiteral("mnuEditSetOverlayTransparency"), [] { OnEditSetOverlayTransparencyClick(); });
     // The Edit menu's effects are the tools panel's list, row by row.
     const char* const effectEntries[] = {"mnuAddEffectFade", "mnuAddEffectPixelate", "mnuAddEffectBlur",
                                          "mnuAddEffectWave", "mnuAddEffectEmboss",   "mnuAddEffectEngrave"};

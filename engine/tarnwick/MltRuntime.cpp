@@ -63,7 +63,8 @@ bool StartOnce()
     Mlt::Repository* repository = Mlt::Factory::init();
     if (!repository)
         return false;
-    MltServices::Register(*repository);
+    MltServices::Register(mlt_factory_repository());
+    MltServices::RegisterVideoProducer(mlt_factory_repository());
     return Has(repository->producers(), "avformat") && Has(repository->consumers(), "avformat");
 }
 

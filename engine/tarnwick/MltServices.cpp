@@ -8,12 +8,16 @@ extern "C" {
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <span>
+#include <string>
 
 namespace Tarnwick::MltServices {
 
@@ -334,7 +338,7 @@ struct Track
     {
         int32_t first;
         int32_t length;
-        mlt_producer producer;
+        int source;
         int32_t in;
         bool still;
         int fitMode; // -1: taken as it comes
@@ -342,12 +346,29 @@ struct Track
         int keyColor; // red, green, blue in the low three bytes
         int keyReach;
     };
-    std::vector<Piece> pieces; // by first frame
+    std::vector<mlt_producer> producers; // one per source, null where it did not open
+    std::vector<Piece> pieces;           // by first frame
 
+    Track(const TrackSpec& spec, std::vector<mlt_producer> opened)
+        : producers(std::move(opened))
+    {
+        pieces.reserve(spec.pieces.size());
+        for (const TrackPiece& piece : spec.pieces) {
+            if (piece.length <= 0 || piece.source < 0 || static_cast<size_t>(piece.source) >= producers.size()
+                || !producers[static_cast<size_t>(piece.source)])
+                continue;
+            const int color = (piece.keyRed & 0xFF) | (piece.keyGreen & 0xFF) << 8 | (piece.keyBlue & 0xFF) << 16;
+            pieces.push_back({piece.first, piece.length, piece.source, piece.in,
+                              spec.sources[static_cast<size_t>(piece.source)].still, std::clamp(piece.fitMode, -1, 3),
+                              piece.keyed, color, KeyReach(piece.keyTolerance)});
+        }
+        std::stable_sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.first < b.first; });
+    }
     ~Track()
     {
-        for (Piece& piece : pieces)
-            mlt_producer_close(piece.producer);
+        for (mlt_producer producer : producers)
+            if (producer)
+                mlt_producer_close(producer);
     }
 };
 
@@ -356,27 +377,61 @@ void DropTrack(void* track)
     delete static_cast<Track*>(track);
 }
 
+// A track made from its properties, as MLT's XML gives them: it opens its sources itself.
+Track* TrackOfProperties(mlt_producer producer)
+{
+    mlt_properties properties = MLT_PRODUCER_PROPERTIES(producer);
+    TrackSpec spec;
+    std::vector<mlt_producer> opened;
+    if (TrackFromProperties(properties, spec)) {
+        mlt_profile profile = mlt_service_profile(MLT_PRODUCER_SERVICE(producer));
+        for (const SourceSpec& source : spec.sources) {
+            std::unique_ptr<Mlt::Producer> made = OpenSource(profile, source);
+            mlt_producer raw = made ? made->get_producer() : nullptr;
+            if (raw)
+                mlt_properties_inc_ref(MLT_PRODUCER_PROPERTIES(raw));
+            opened.push_back(raw);
+        }
+    } else {
+        spec.pieces.clear();
+    }
+    auto* track = new Track(spec, std::move(opened));
+    mlt_properties_set_data(properties, "_track", track, 0, DropTrack, nullptr);
+    return track;
+}
+
 int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
 {
     const mlt_position position = mlt_producer_position(producer);
-    const auto* track =
-        static_cast<const Track*>(mlt_properties_get_data(MLT_PRODUCER_PROPERTIES(producer), "_track", nullptr));
-    const Track::Piece* piece = nullptr;
-    if (track) {
-        auto after = std::upper_bound(track->pieces.begin(), track->pieces.end(), position,
-                                      [](mlt_position p, const Track::Piece& piece) { return p < piece.first; });
-        if (after != track->pieces.begin()) {
-            const Track::Piece& candidate = *std::prev(after);
-            if (position < candidate.first + candidate.length)
-                piece = &candidate;
-        }
+    mlt_properties properties = MLT_PRODUCER_PROPERTIES(producer);
+    auto* track = static_cast<const Track*>(mlt_properties_get_data(properties, "_track", nullptr));
+    if (!track) {
+        // The service's own lock is held already while its frames are got.
+        static std::mutex building;
+        std::lock_guard lock(building);
+        track = static_cast<const Track*>(mlt_properties_get_data(properties, "_track", nullptr));
+        if (!track)
+            track = TrackOfProperties(producer);
     }
+    const Track::Piece* piece = nullptr;
+    auto after = std::upper_bound(track->pieces.begin(), track->pieces.end(), position,
+                                  [](mlt_position p, const Track::Piece& piece) { return p < piece.first; });
+    if (after != track->pieces.begin()) {
+        const Track::Piece& candidate = *std::prev(after);
+        if (position < candidate.first + candidate.length)
+            piece = &candidate;
+    }
+    mlt_producer parent = piece ? track->producers[static_cast<size_t>(piece->source)] : nullptr;
+    // A still's reader may hold one picture only (a GIF, a BMP): it is always asked for
+    // that one.
+    const mlt_position at = !piece ? 0 : piece->still ? piece->in : piece->in + position - piece->first;
+    // Where the file holds less than the timeline asks of it, the piece ends early.
+    if (parent && at >= mlt_producer_get_length(parent))
+        parent = nullptr;
     int error = 0;
-    if (piece) {
-        // A still's reader may hold one picture only (a GIF, a BMP): it is always asked
-        // for that one.
-        mlt_producer_seek(piece->producer, piece->still ? piece->in : piece->in + position - piece->first);
-        error = mlt_service_get_frame(MLT_PRODUCER_SERVICE(piece->producer), frame, index);
+    if (parent) {
+        mlt_producer_seek(parent, at);
+        error = mlt_service_get_frame(MLT_PRODUCER_SERVICE(parent), frame, index);
         if (!error && *frame) {
             // The piece's own steps, innermost first: fitted to the frame, then keyed.
             if (piece->fitMode >= 0) {
@@ -390,13 +445,13 @@ int TrackGetFrame(mlt_producer producer, mlt_frame_ptr frame, int index)
             }
         }
     }
-    if (!piece || error || !*frame) {
+    if (!parent || error || !*frame) {
         // A gap: a frame with neither picture nor sound, which the layers beneath show
         // through.
         *frame = mlt_frame_init(MLT_PRODUCER_SERVICE(producer));
-        mlt_properties properties = MLT_FRAME_PROPERTIES(*frame);
-        mlt_properties_set_int(properties, "test_image", 1);
-        mlt_properties_set_int(properties, "test_audio", 1);
+        mlt_properties frameProperties = MLT_FRAME_PROPERTIES(*frame);
+        mlt_properties_set_int(frameProperties, "test_image", 1);
+        mlt_properties_set_int(frameProperties, "test_audio", 1);
     }
     // The track's own position, for the filters attached to it by their ranges.
     mlt_frame_set_position(*frame, position);
@@ -628,6 +683,228 @@ void* CreateOver(mlt_profile, mlt_service_type, const char*, const void*)
     return transition;
 }
 
+// The effect lane: ranges in the lane's order, and an index for finding the ones that
+// hold a frame without looking at them all.
+struct EffectLane
+{
+    std::vector<EffectRange> ranges;
+    EffectMaker make;
+    // Indices by in, and the furthest out reached by that index or any before it (an
+    // out of 0 reaches to the end, as an attached filter's does).
+    std::vector<size_t> byIn;
+    std::vector<int32_t> reach;
+    std::mutex mutex;
+    std::vector<std::unique_ptr<Mlt::Filter>> made;
+    std::vector<bool> tried;
+
+    static int32_t Reach(const EffectRange& r) { return r.out == 0 ? INT32_MAX : r.out; }
+
+    // As MLT applies an attached filter: in and out both 0 is every frame.
+    static bool Holds(const EffectRange& r, int32_t position)
+    {
+        return (r.in == 0 && r.out == 0) || (position >= r.in && (position <= r.out || r.out == 0));
+    }
+
+    void Index()
+    {
+        byIn.resize(ranges.size());
+        for (size_t i = 0; i < byIn.size(); ++i)
+            byIn[i] = i;
+        std::stable_sort(byIn.begin(), byIn.end(), [this](size_t a, size_t b) { return ranges[a].in < ranges[b].in; });
+        reach.resize(byIn.size());
+        for (size_t k = 0; k < byIn.size(); ++k)
+            reach[k] = std::max(k ? reach[k - 1] : INT32_MIN, Reach(ranges[byIn[k]]));
+        made.resize(ranges.size());
+        tried.assign(ranges.size(), false);
+    }
+
+    // The effects that hold position, in the lane's order.
+    std::vector<size_t> Holding(int32_t position) const
+    {
+        std::vector<size_t> found;
+        auto k = static_cast<std::ptrdiff_t>(
+            std::upper_bound(byIn.begin(), byIn.end(), position,
+                             [this](int32_t p, size_t i) { return p < ranges[i].in; })
+            - byIn.begin());
+        for (--k; k >= 0 && reach[static_cast<size_t>(k)] >= position; --k)
+            if (Holds(ranges[byIn[static_cast<size_t>(k)]], position))
+                found.push_back(byIn[static_cast<size_t>(k)]);
+        // A range of in and out 0 starts at 0, so the walk above meets it.
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    mlt_filter FilterOf(size_t index)
+    {
+        std::lock_guard lock(mutex);
+        if (!tried[index]) {
+            tried[index] = true;
+            made[index] = make(index);
+        }
+        return made[index] && made[index]->is_valid() ? made[index]->get_filter() : nullptr;
+    }
+};
+
+void DropEffectLane(void* lane)
+{
+    delete static_cast<EffectLane*>(lane);
+}
+
+mlt_frame EffectsProcess(mlt_filter filter, mlt_frame frame)
+{
+    auto* lane = static_cast<EffectLane*>(mlt_properties_get_data(MLT_FILTER_PROPERTIES(filter), "_lane", nullptr));
+    if (!lane)
+        return frame;
+    mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    // The lane itself is applied over the whole layer, so the frame says the layer's in
+    // and out now; an effect with an end of 0 takes them, as it would attached.
+    const mlt_position layerIn = mlt_properties_get_position(properties, "in");
+    const mlt_position layerOut = mlt_properties_get_position(properties, "out");
+    for (size_t index : lane->Holding(mlt_frame_get_position(frame))) {
+        mlt_filter effect = lane->FilterOf(index);
+        if (!effect || mlt_properties_get_int(MLT_FILTER_PROPERTIES(effect), "disable"))
+            continue;
+        const mlt_position in = mlt_filter_get_in(effect), out = mlt_filter_get_out(effect);
+        mlt_properties_set_position(properties, "in", in == 0 ? layerIn : in);
+        mlt_properties_set_position(properties, "out", out == 0 ? layerOut : out);
+        mlt_filter_process(effect, frame);
+    }
+    return frame;
+}
+
+void* CreateEffects(mlt_profile, mlt_service_type, const char*, const void*)
+{
+    mlt_filter filter = mlt_filter_new();
+    if (filter)
+        filter->process = EffectsProcess;
+    return filter;
+}
+
+// Describing a track in text: numbers written and read in the C locale, whatever the
+// process's own.
+
+std::string Number(double value)
+{
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return std::string(text, result.ptr);
+}
+
+std::string Number(int64_t value)
+{
+    return std::to_string(value);
+}
+
+// Reads the next number of a text; false at its end or on anything else.
+template <class T>
+bool Next(const char*& at, const char* end, T& value)
+{
+    while (at < end && (*at == ' ' || *at == '\n' || *at == '\t'))
+        ++at;
+    if (at >= end)
+        return false;
+    const auto result = std::from_chars(at, end, value);
+    if (result.ec != std::errc())
+        return false;
+    at = result.ptr;
+    return true;
+}
+
+const char* RoleWord(SourceSpec::Role role)
+{
+    switch (role) {
+    case SourceSpec::Role::Overlay:
+        return "overlay";
+    case SourceSpec::Role::Sound:
+        return "sound";
+    case SourceSpec::Role::Video:
+        break;
+    }
+    return "video";
+}
+
+// Metadata, as "melt -query" shows it.
+
+mlt_properties Metadata(mlt_service_type type, const char* id, void*)
+{
+    struct Text
+    {
+        const char* id;
+        const char* title;
+        const char* description;
+    };
+    static const Text texts[] = {
+        {TrackProducer, "Quillmont track",
+         "A track of Quillmont's timeline: pieces of files at given frames, each fitted to the frame by its "
+         "stretch mode and, on the overlay, keyed on its colour; gaps between them."},
+        {BlackProducer, "Quillmont black", "Black pictures, in the format asked for."},
+        {OverTransition, "Quillmont over", "Lays the B frame over the A frame by the B frame's alpha."},
+        {EffectsFilter, "Quillmont effects",
+         "The lane of effects of Quillmont's engine: hands each frame to the effects whose range holds it, in the "
+         "lane's order, each made when first needed. Only the engine gives it its effects; a saved project holds "
+         "them as filters attached by their ranges."},
+        {PixelateFilter, "Quillmont pixelate",
+         "Makes each block of the picture one colour, the mean of the block, in YUV 4:2:0."},
+    };
+    const Text* text = nullptr;
+    for (const Text& candidate : texts)
+        if (std::strcmp(candidate.id, id) == 0)
+            text = &candidate;
+    if (!text)
+        return nullptr;
+    mlt_properties metadata = mlt_properties_new();
+    mlt_properties_set(metadata, "schema_version", "7.0");
+    mlt_properties_set(metadata, "type", type == mlt_service_transition_type ? "transition"
+                                         : type == mlt_service_filter_type   ? "filter"
+                                                                             : "producer");
+    mlt_properties_set(metadata, "identifier", id);
+    mlt_properties_set(metadata, "title", text->title);
+    mlt_properties_set(metadata, "version", "1");
+    mlt_properties_set(metadata, "creator", "Quillmont");
+    mlt_properties_set(metadata, "language", "en");
+    mlt_properties_set(metadata, "description", text->description);
+    mlt_properties tags = mlt_properties_new();
+    mlt_properties_set(tags, "0", "Video");
+    if (std::strcmp(id, TrackProducer) == 0)
+        mlt_properties_set(tags, "1", "Audio");
+    mlt_properties_set_data(metadata, "tags", tags, 0, reinterpret_cast<mlt_destructor>(mlt_properties_close), nullptr);
+    const Text trackParameters[] = {
+        {"sources", "Sources", "How many files the pieces are cut from."},
+        {"source.N", "Source N", "The path of source N, from 0."},
+        {"source.N.form", "Form of source N",
+         "Its role (video, overlay or sound), the stream's index in the file, the speed, 1 for a still, 1 for "
+         "a still read as an image sequence, and its length in frames at that speed (0 for MLT's own)."},
+        {"pieces", "Pieces",
+         "Per piece, separated by semicolons: first frame, length, source, first frame in the source, stretch "
+         "mode (-1 to 3), keyed (0 or 1), key red, green, blue, and key tolerance (0 to 1)."},
+    };
+    const Text pixelateParameters[] = {
+        {"block_width", "Block width", "A block's width as a share of the picture's, 0 to 1."},
+        {"block_height", "Block height", "A block's height as a share of the picture's, 0 to 1."},
+    };
+    std::span<const Text> described;
+    if (std::strcmp(id, TrackProducer) == 0)
+        described = trackParameters;
+    else if (std::strcmp(id, PixelateFilter) == 0)
+        described = pixelateParameters;
+    if (!described.empty()) {
+        mlt_properties parameters = mlt_properties_new();
+        int n = 0;
+        for (const Text& parameter : described) {
+            mlt_properties entry = mlt_properties_new();
+            mlt_properties_set(entry, "identifier", parameter.id);
+            mlt_properties_set(entry, "title", parameter.title);
+            mlt_properties_set(entry, "type", "string");
+            mlt_properties_set(entry, "description", parameter.description);
+            mlt_properties_set_data(parameters, std::to_string(n++).c_str(), entry, 0,
+                                    reinterpret_cast<mlt_destructor>(mlt_properties_close), nullptr);
+        }
+        mlt_properties_set_data(metadata, "parameters", parameters, 0,
+                                reinterpret_cast<mlt_destructor>(mlt_properties_close), nullptr);
+    }
+    return metadata;
+}
+
 } // namespace
 
 void KeyPicture(const uint8_t* image, int width, int height, int red, int green, int blue, double tolerance,
@@ -636,46 +913,182 @@ void KeyPicture(const uint8_t* image, int width, int height, int red, int green,
     KeyAlpha(image, width, height, (red & 0xFF) | (green & 0xFF) << 8 | (blue & 0xFF) << 16, KeyReach(tolerance), alpha);
 }
 
+std::string StillResource(const std::string& path, bool sequence)
+{
+    // (A '?' would end the path there.)
+    if (sequence && path.find('?') == std::string::npos)
+        return "image2:" + path + "?loop=1";
+    return path;
+}
+
+std::unique_ptr<Mlt::Producer> OpenSource(mlt_profile profile, const SourceSpec& source)
+{
+    std::string resource = source.path;
+    if (source.still)
+        resource = "avformat:" + StillResource(source.path, source.sequence);
+    else if (source.speed != 1.0)
+        resource = "timewarp:" + Number(source.speed) + ':' + source.path;
+    // Pictures, at any speed, pass MLT's normalising filters by: the fit step sizes them,
+    // and the engine and MLT's own tools, whose modules differ, then treat them alike.
+    auto producer = source.Pictures() ? std::make_unique<Mlt::Producer>(profile, "abnormal", resource.c_str())
+                                      : std::make_unique<Mlt::Producer>(profile, resource.c_str());
+    if (!producer->is_valid())
+        return nullptr;
+    if (source.Pictures()) {
+        Mlt::Filter convert(profile, "avcolor_space");
+        if (convert.is_valid())
+            producer->attach(convert);
+    }
+    if (source.frames > 0) {
+        producer->set("length", source.frames);
+        producer->set("out", source.frames - 1);
+    }
+    if (source.speed == 1.0) {
+        producer->set(source.Pictures() ? "video_index" : "audio_index", source.containerIndex);
+        producer->set(source.Pictures() ? "audio_index" : "video_index", -1);
+    }
+    return producer;
+}
+
+std::vector<std::pair<std::string, std::string>> TrackProperties(const TrackSpec& track)
+{
+    std::vector<std::pair<std::string, std::string>> properties;
+    properties.emplace_back("sources", Number(static_cast<int64_t>(track.sources.size())));
+    for (size_t i = 0; i < track.sources.size(); ++i) {
+        const SourceSpec& source = track.sources[i];
+        const std::string name = "source." + std::to_string(i);
+        properties.emplace_back(name, source.path);
+        properties.emplace_back(name + ".form", std::string(RoleWord(source.role)) + ' '
+                                                     + Number(static_cast<int64_t>(source.containerIndex)) + ' '
+                                                     + Number(source.speed) + ' ' + (source.still ? '1' : '0') + ' '
+                                                     + (source.sequence ? '1' : '0') + ' '
+                                                     + Number(static_cast<int64_t>(source.frames)));
+    }
+    std::string pieces;
+    pieces.reserve(track.pieces.size() * 32);
+    for (const TrackPiece& p : track.pieces) {
+        if (!pieces.empty())
+            pieces += ';';
+        for (int64_t value : {int64_t{p.first}, int64_t{p.length}, int64_t{p.source}, int64_t{p.in},
+                              int64_t{p.fitMode}, int64_t{p.keyed}, int64_t{p.keyRed}, int64_t{p.keyGreen},
+                              int64_t{p.keyBlue}}) {
+            pieces += Number(value);
+            pieces += ' ';
+        }
+        pieces += Number(p.keyTolerance);
+    }
+    properties.emplace_back("pieces", pieces);
+    return properties;
+}
+
+bool TrackFromProperties(mlt_properties properties, TrackSpec& track)
+{
+    track = TrackSpec();
+    track.frames = std::max(1, mlt_properties_get_int(properties, "length"));
+    const int sources = mlt_properties_get_int(properties, "sources");
+    if (sources < 0 || sources > 1 << 20)
+        return false;
+    for (int i = 0; i < sources; ++i) {
+        const std::string name = "source." + std::to_string(i);
+        const char* path = mlt_properties_get(properties, name.c_str());
+        const char* form = mlt_properties_get(properties, (name + ".form").c_str());
+        if (!path || !form)
+            return false;
+        SourceSpec source;
+        source.path = path;
+        const char* at = form;
+        const char* end = form + std::strlen(form);
+        while (at < end && *at == ' ')
+            ++at;
+        const char* word = at;
+        while (at < end && *at != ' ')
+            ++at;
+        const std::string role(word, at);
+        source.role = role == "sound" ? SourceSpec::Role::Sound
+                      : role == "overlay" ? SourceSpec::Role::Overlay
+                                          : SourceSpec::Role::Video;
+        int still = 0, sequence = 0;
+        if (!Next(at, end, source.containerIndex) || !Next(at, end, source.speed) || !Next(at, end, still)
+            || !Next(at, end, sequence) || !Next(at, end, source.frames) || !(source.speed > 0.0) || source.frames < 0)
+            return false;
+        source.still = still != 0;
+        source.sequence = sequence != 0;
+        track.sources.push_back(std::move(source));
+    }
+    const char* text = mlt_properties_get(properties, "pieces");
+    const char* at = text ? text : "";
+    const char* end = at + std::strlen(at);
+    while (at < end) {
+        TrackPiece p;
+        int keyed = 0;
+        if (!Next(at, end, p.first) || !Next(at, end, p.length) || !Next(at, end, p.source) || !Next(at, end, p.in)
+            || !Next(at, end, p.fitMode) || !Next(at, end, keyed) || !Next(at, end, p.keyRed)
+            || !Next(at, end, p.keyGreen) || !Next(at, end, p.keyBlue) || !Next(at, end, p.keyTolerance))
+            return false;
+        p.keyed = keyed != 0;
+        track.pieces.push_back(p);
+        while (at < end && (*at == ' ' || *at == '\n'))
+            ++at;
+        if (at < end && *at++ != ';')
+            return false;
+    }
+    return true;
+}
+
+std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, const TrackSpec& spec,
+                                         const std::vector<Mlt::Producer*>& producers)
+{
+    auto producer = std::make_unique<Mlt::Producer>(profile, TrackProducer, "track");
+    if (!producer->is_valid())
+        return nullptr;
+    // The track keeps its own reference to each producer.
+    std::vector<mlt_producer> held;
+    held.reserve(spec.sources.size());
+    for (size_t i = 0; i < spec.sources.size(); ++i) {
+        mlt_producer raw = i < producers.size() && producers[i] ? producers[i]->get_producer() : nullptr;
+        if (raw)
+            mlt_properties_inc_ref(MLT_PRODUCER_PROPERTIES(raw));
+        held.push_back(raw);
+    }
+    mlt_properties properties = MLT_PRODUCER_PROPERTIES(producer->get_producer());
+    mlt_properties_set_data(properties, "_track", new Track(spec, std::move(held)), 0, DropTrack, nullptr);
+    const int32_t frames = std::max(1, spec.frames);
+    producer->set("length", frames);
+    producer->set("in", 0);
+    producer->set("out", frames - 1);
+    return producer;
+}
+
+std::unique_ptr<Mlt::Filter> MakeEffects(Mlt::Profile& profile, std::vector<EffectRange> ranges, EffectMaker make)
+{
+    auto filter = std::make_unique<Mlt::Filter>(profile, EffectsFilter);
+    if (!filter->is_valid())
+        return nullptr;
+    auto* lane = new EffectLane;
+    lane->ranges = std::move(ranges);
+    lane->make = std::move(make);
+    lane->Index();
+    mlt_properties_set_data(MLT_FILTER_PROPERTIES(filter->get_filter()), "_lane", lane, 0, DropEffectLane, nullptr);
+    return filter;
+}
+
 bool IsKeyed(int y, int u, int v, int red, int green, int blue, double tolerance)
 {
     return Within(LumaPart(y), ChromaPartsOf(u, v), red, green, blue, KeyReach(tolerance));
 }
 
-void Register(Mlt::Repository& repository)
+void Register(mlt_repository repository)
 {
-    repository.register_service(mlt_service_producer_type, TrackProducer, CreateTrack);
-    repository.register_service(mlt_service_producer_type, BlackProducer, CreateBlack);
-    repository.register_service(mlt_service_transition_type, OverTransition, CreateOver);
-    repository.register_service(mlt_service_filter_type, PixelateFilter, CreatePixelate);
-    RegisterVideoProducer(repository);
-}
-
-std::unique_ptr<Mlt::Producer> MakeTrack(Mlt::Profile& profile, std::vector<TrackPiece> pieces, int32_t frames)
-{
-    auto producer = std::make_unique<Mlt::Producer>(profile, TrackProducer, "track");
-    if (!producer->is_valid())
-        return nullptr;
-    auto* track = new Track;
-    track->pieces.reserve(pieces.size());
-    for (TrackPiece& piece : pieces) {
-        if (!piece.producer || piece.length <= 0)
-            continue;
-        // The track keeps its own reference to each piece.
-        mlt_producer raw = piece.producer->get_producer();
-        mlt_properties_inc_ref(MLT_PRODUCER_PROPERTIES(raw));
-        const int color = (piece.keyRed & 0xFF) | (piece.keyGreen & 0xFF) << 8 | (piece.keyBlue & 0xFF) << 16;
-        track->pieces.push_back({piece.first, piece.length, raw, piece.in, piece.still, piece.fitMode, piece.keyed,
-                                 color, KeyReach(piece.keyTolerance)});
-    }
-    std::sort(track->pieces.begin(), track->pieces.end(),
-              [](const Track::Piece& a, const Track::Piece& b) { return a.first < b.first; });
-    mlt_properties properties = MLT_PRODUCER_PROPERTIES(producer->get_producer());
-    mlt_properties_set_data(properties, "_track", track, 0, DropTrack, nullptr);
-    frames = std::max(1, frames);
-    producer->set("length", frames);
-    producer->set("in", 0);
-    producer->set("out", frames - 1);
-    return producer;
+    mlt_repository_register(repository, mlt_service_producer_type, TrackProducer, CreateTrack);
+    mlt_repository_register(repository, mlt_service_producer_type, BlackProducer, CreateBlack);
+    mlt_repository_register(repository, mlt_service_transition_type, OverTransition, CreateOver);
+    mlt_repository_register(repository, mlt_service_filter_type, EffectsFilter, CreateEffects);
+    mlt_repository_register(repository, mlt_service_filter_type, PixelateFilter, CreatePixelate);
+    for (const char* id : {TrackProducer, BlackProducer})
+        mlt_repository_register_metadata(repository, mlt_service_producer_type, id, Metadata, nullptr);
+    mlt_repository_register_metadata(repository, mlt_service_transition_type, OverTransition, Metadata, nullptr);
+    for (const char* id : {EffectsFilter, PixelateFilter})
+        mlt_repository_register_metadata(repository, mlt_service_filter_type, id, Metadata, nullptr);
 }
 
 } // namespace Tarnwick::MltServices

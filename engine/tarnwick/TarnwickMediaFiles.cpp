@@ -31,7 +31,8 @@ bool TarnwickMediaFiles::CloseStream(int32_t stream)
         return false;
     const int32_t file = it->second.file;
     m_state.retiredStreams.emplace(stream,
-                                   TarnwickState::RetiredStream{m_state.StreamPath(stream), *m_state.Facts(stream)});
+                                   TarnwickState::RetiredStream{m_state.StreamPath(stream), *m_state.Facts(stream),
+                                                                it->second.index});
     m_state.streams.erase(it);
     if (m_state.selectedStream == stream)
         m_state.selectedStream = 0;

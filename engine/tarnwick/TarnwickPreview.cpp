@@ -1,5 +1,7 @@
 #include "engine/tarnwick/TarnwickPreview.h"
 
+#include "engine/tarnwick/StillFrames.h"
+#include "engine/tarnwick/TarnwickState.h"
 #include "engine/tarnwick/TimelineGraph.h"
 
 #include <Mlt.h>
@@ -9,7 +11,8 @@
 using namespace Tarnwick;
 
 TarnwickPreview::TarnwickPreview(const TarnwickState& state)
-    : m_renderer(state)
+    : m_state(state)
+    , m_renderer(state)
 {
 }
 
@@ -30,6 +33,7 @@ bool TarnwickPreview::BuildPreview()
         return false;
     m_builtWidth = model.FrameWidth();
     m_builtHeight = model.FrameHeight();
+    m_builtFrom = GraphSource(model);
     m_soughtFrame = 0;
     if (!m_player.Load(std::move(profile), std::move(graph), true))
         return false;
@@ -43,6 +47,7 @@ void TarnwickPreview::ClosePreview()
     m_producers.reset();
     m_player.Unload();
     m_builtWidth = m_builtHeight = 0;
+    m_builtFrom = {};
 }
 
 bool TarnwickPreview::IsPreviewValid()
@@ -81,9 +86,15 @@ bool TarnwickPreview::RefreshPreview()
 {
     if (!m_player.Loaded() || !m_player.Profile())
         return false;
-    std::unique_ptr<Mlt::Tractor> graph = m_renderer.BuildGraph(*m_player.Profile(), m_producers.get());
-    if (!graph || !m_player.Replace(std::move(graph)))
-        return false;
+    // A timeline as it was when the graph playing was made gives the same graph: that
+    // one stays, and a refresh after a refresh costs no second build.
+    GraphSource now(m_renderer.Model());
+    if (!(now == m_builtFrom)) {
+        std::unique_ptr<Mlt::Tractor> graph = m_renderer.BuildGraph(*m_player.Profile(), m_producers.get());
+        if (!graph || !m_player.Replace(std::move(graph)))
+            return false;
+        m_builtFrom = std::move(now);
+    }
     if (!m_player.Playing())
         m_player.ShowFrame(m_player.Position());
     return true;
@@ -109,6 +120,30 @@ int32_t TarnwickPreview::GetPosition()
     if (m_player.Playing() && m_player.Position() >= m_player.Length() - 1)
         return duration;
     return std::min(FrameToMs(m_player.Position()), duration);
+}
+
+void TarnwickPreview::GetFramePixel(const QImage& dc, int32_t x, int32_t y, int32_t& red, int32_t& green,
+                                    int32_t& blue)
+{
+    const QRgb pixel = PixelNear(dc, x, y);
+    red = qRed(pixel);
+    green = qGreen(pixel);
+    blue = qBlue(pixel);
+}
+
+void TarnwickPreview::DrawSnapFrame(const QString& path, double seconds, QImage& dc, int32_t width, int32_t height)
+{
+    DrawInto(dc, FileFrame(path, seconds), width, height);
+}
+
+void TarnwickPreview::DrawKeyFrame(int32_t stream, double seconds, QImage& dc, int32_t width, int32_t height)
+{
+    DrawInto(dc, StreamFrame(m_state.Source(stream), seconds), width, height);
+}
+
+bool TarnwickPreview::SaveSnapFrame(const QImage& dc, const QString& path, int32_t width, int32_t height)
+{
+    return WriteBitmap(dc, path, width, height);
 }
 
 void TarnwickPreview::SetVolume(int32_t level)

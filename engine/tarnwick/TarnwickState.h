@@ -30,6 +30,7 @@ struct TarnwickState
     {
         QString path;
         Tarnwick::StreamFacts facts;
+        int index = 0; // among the file's video and audio streams, as it was
     };
 
     Tarnwick::TimelineModel model;

@@ -8,6 +8,7 @@
 #include "engine/tarnwick/TarnwickPreview.h"
 #include "engine/tarnwick/TarnwickProfiles.h"
 #include "engine/tarnwick/TarnwickSave.h"
+#include "engine/tarnwick/TarnwickProjectStore.h"
 #include "engine/tarnwick/TarnwickStreamInfo.h"
 #include "engine/tarnwick/TarnwickTracks.h"
 
@@ -34,6 +35,7 @@ TarnwickTimeline::TarnwickTimeline()
     Add<ITWFilePreview>(std::make_unique<TarnwickFilePreview>());
     Add<ITWSave>(std::make_unique<TarnwickSave>(m_state));
     Add<ITWProfiles>(std::make_unique<TarnwickProfiles>());
+    Add<ITWProjectStore>(std::make_unique<TarnwickProjectStore>(m_state));
 }
 
 TarnwickTimeline::~TarnwickTimeline() = default;

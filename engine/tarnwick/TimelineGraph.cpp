@@ -8,6 +8,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <map>
 #include <set>
@@ -15,8 +16,7 @@
 
 namespace Tarnwick {
 
-// How a track's pictures and sound take part.
-enum class Role { Video, Overlay, Audio };
+using MltServices::SourceSpec;
 
 class ProducerCache
 {
@@ -38,77 +38,28 @@ public:
         std::erase_if(m_producers, [](const auto& item) { return !item.second.used; });
     }
 
-    Mlt::Producer* Get(const StreamSource& source, Role role, double speed)
+    Mlt::Producer* Get(const SourceSpec& source)
     {
-        const StreamFacts& facts = *source.facts;
-        Key key{facts.containerIndex, role, speed, source.path};
-        auto it = m_producers.find(key);
+        auto it = m_producers.find(source);
         if (it != m_producers.end()) {
             it->second.used = true;
             return it->second.producer.get();
         }
-        // Pictures at their own speed skip MLT's normalising filters: the fit filter sizes
-        // them, and they stay in the decoder's YUV 4:2:0 unless a filter asks otherwise,
-        // which the converter attached then answers.
-        const bool plainPictures = role != Role::Audio && speed == 1.0;
+        // A save reads each file's pictures once, in order: Quillmont's own decoding
+        // producer hands them on as decoded, without MLT's cache.
         std::unique_ptr<Mlt::Producer> producer;
-        if (plainPictures && m_sequential && !facts.still)
-            producer = std::make_unique<Mlt::Producer>(m_profile, MltServices::VideoProducer,
-                                                       QFile::encodeName(source.path).constData());
-        if (!producer || !producer->is_valid())
-            producer = plainPictures
-                           ? std::make_unique<Mlt::Producer>(m_profile, "abnormal", Resource(source, speed).constData())
-                           : std::make_unique<Mlt::Producer>(m_profile, Resource(source, speed).constData());
-        if (!producer->is_valid())
+        if (m_sequential && source.Pictures() && !source.still && source.speed == 1.0)
+            producer = MltServices::OpenSequential(m_profile.get_profile(), source);
+        if (!producer)
+            producer = MltServices::OpenSource(m_profile.get_profile(), source);
+        if (!producer)
             return nullptr;
-        if (plainPictures) {
-            Mlt::Filter convert(m_profile, "avcolor_space");
-            if (convert.is_valid())
-                producer->attach(convert);
-        }
-        // A picture lasts as long as the timeline asks of it; a stream as long as the
-        // engine's facts say, which may be less than a lying header claims, or more than
-        // a header without a length lets MLT see.
-        int32_t frames = 1 << 24;
-        if (!facts.still) {
-            const double ms = std::min<double>(LongestMs, facts.duration * 1000.0 / speed);
-            frames = MsToFrame(static_cast<int32_t>(std::lround(ms))) + 1;
-        }
-        producer->set("length", frames);
-        producer->set("out", frames - 1);
-        if (speed == 1.0) {
-            producer->set(role == Role::Audio ? "audio_index" : "video_index", facts.containerIndex);
-            producer->set(role == Role::Audio ? "video_index" : "audio_index", -1);
-        }
         Mlt::Producer* raw = producer.get();
-        m_producers.emplace(std::move(key), Entry{std::move(producer), true});
+        m_producers.emplace(source, Entry{std::move(producer), true});
         return raw;
     }
 
 private:
-    static QByteArray Resource(const StreamSource& source, double speed)
-    {
-        if (source.facts->still)
-            return "avformat:" + StillResource(source.path, *source.facts);
-        const QByteArray path = QFile::encodeName(source.path);
-        if (speed != 1.0)
-            return "timewarp:" + QByteArray::number(speed, 'g', 9) + ':' + path;
-        return path;
-    }
-
-    // Compared field by field rather than formatted into text: a graph asks once a piece.
-    struct Key
-    {
-        int containerIndex;
-        Role role;
-        double speed;
-        QString path;
-        bool operator<(const Key& other) const
-        {
-            return std::tie(containerIndex, role, speed, path)
-                   < std::tie(other.containerIndex, other.role, other.speed, other.path);
-        }
-    };
     struct Entry
     {
         std::unique_ptr<Mlt::Producer> producer;
@@ -117,7 +68,8 @@ private:
 
     Mlt::Profile& m_profile;
     const bool m_sequential;
-    std::map<Key, Entry> m_producers;
+    // Compared field by field rather than formatted into text: a graph asks once a piece.
+    std::map<SourceSpec, Entry> m_producers;
 };
 
 std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile)
@@ -143,47 +95,54 @@ bool KeyOf(const TransitionItem* transition, MltServices::TrackPiece& piece)
     return true;
 }
 
-// One of the six effects, as a filter with a visible result over its range.
-std::unique_ptr<Mlt::Filter> EffectFilter(Mlt::Profile& profile, const QString& name, int frames)
+std::string Text(double value)
 {
-    const QString effect = name.trimmed().toLower();
-    std::unique_ptr<Mlt::Filter> filter;
-    if (effect == u"fade") {
-        // From black and back to black: a quarter of the range each way.
-        filter = std::make_unique<Mlt::Filter>(profile, "brightness");
-        const int last = std::max(1, frames - 1);
-        const int quarter = std::max(1, frames / 4);
-        filter->set("level", QStringLiteral("0=0;%1=1;%2=1;%3=0").arg(quarter).arg(std::max(quarter, last - quarter)).arg(last).toUtf8().constData());
-    } else if (effect == u"pixelate") {
-        filter = std::make_unique<Mlt::Filter>(profile, MltServices::PixelateFilter);
-        filter->set("block_width", 0.04);
-        filter->set("block_height", 0.05);
-    } else if (effect == u"blur") {
-        filter = std::make_unique<Mlt::Filter>(profile, "box_blur");
-        filter->set("hradius", 6);
-        filter->set("vradius", 6);
-    } else if (effect == u"wave") {
-        filter = std::make_unique<Mlt::Filter>(profile, "frei0r.distort0r");
-        filter->set("0", 0.5);
-        filter->set("1", 0.01);
-    } else if (effect == u"emboss" || effect == u"engrave") {
-        // Engraving is embossing with the light from the other side.
-        filter = std::make_unique<Mlt::Filter>(profile, "frei0r.emboss");
-        filter->set("0", effect == u"emboss" ? 0.375 : 0.875);
-        filter->set("1", 0.333333);
-        filter->set("2", 0.25);
-    }
-    if (filter && !filter->is_valid())
-        filter.reset();
-    return filter;
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return std::string(text, result.ptr);
 }
 
-// A track: the visible stretch of each source cut from its producer, at its frames;
-// gaps between, and where a file holds less than the timeline asks of it.
-std::unique_ptr<Mlt::Producer> BuildTrack(Mlt::Profile& profile, const Track& track, Role role,
-                                          const StreamLookup& lookup, ProducerCache& cache, int32_t frames)
+// One of the six effects, as a filter with a visible result over its range; false for a
+// name that is none of them.
+bool EffectFilter(const QString& name, int frames, FilterPlan& filter)
 {
-    std::vector<MltServices::TrackPiece> pieces;
+    const QString effect = name.trimmed().toLower();
+    auto set = [&filter](const char* property, const std::string& value) { filter.properties.emplace_back(property, value); };
+    if (effect == u"fade") {
+        // From black and back to black: a quarter of the range each way.
+        filter.service = "brightness";
+        const int last = std::max(1, frames - 1);
+        const int quarter = std::max(1, frames / 4);
+        set("level", QStringLiteral("0=0;%1=1;%2=1;%3=0").arg(quarter).arg(std::max(quarter, last - quarter)).arg(last).toStdString());
+    } else if (effect == u"pixelate") {
+        filter.service = MltServices::PixelateFilter;
+        set("block_width", Text(0.04));
+        set("block_height", Text(0.05));
+    } else if (effect == u"blur") {
+        filter.service = "box_blur";
+        set("hradius", "6");
+        set("vradius", "6");
+    } else if (effect == u"wave") {
+        filter.service = "frei0r.distort0r";
+        set("0", Text(0.5));
+        set("1", Text(0.01));
+    } else if (effect == u"emboss" || effect == u"engrave") {
+        // Engraving is embossing with the light from the other side.
+        filter.service = "frei0r.emboss";
+        set("0", Text(effect == u"emboss" ? 0.375 : 0.875));
+        set("1", Text(0.333333));
+        set("2", Text(0.25));
+    }
+    return !filter.service.empty();
+}
+
+// A track: the visible stretch of each source cut from its file, at its frames; gaps
+// between, and where a file holds less than the timeline asks of it.
+MltServices::TrackSpec PlanTrack(const Track& track, SourceSpec::Role role, const StreamLookup& lookup, int32_t frames)
+{
+    MltServices::TrackSpec spec;
+    spec.frames = frames;
+    std::map<SourceSpec, int> numbers;
     for (const Segment& segment : VisibleSegments(track.sources)) {
         const SourceItem& s = track.sources[segment.source];
         const StreamSource stream = lookup(s.stream);
@@ -196,52 +155,102 @@ std::unique_ptr<Mlt::Producer> BuildTrack(Mlt::Profile& profile, const Track& tr
             speed = 1.0;
         if (speed <= 0.0)
             continue;
-        Mlt::Producer* parent = cache.Get(stream, role, speed);
-        if (!parent)
-            continue;
+        const StreamFacts& facts = *stream.facts;
+        SourceSpec source;
+        source.path = QFile::encodeName(stream.path).toStdString();
+        source.containerIndex = facts.containerIndex;
+        source.role = role;
+        source.speed = speed;
+        source.still = facts.still;
+        source.sequence = facts.imageSequence;
+        // A picture lasts as long as the timeline asks of it; a stream as long as the
+        // engine's facts say, which may be less than a lying header claims, or more than
+        // a header without a length lets MLT see.
+        source.frames = 1 << 24;
+        if (!facts.still) {
+            const double ms = std::min<double>(LongestMs, facts.duration * 1000.0 / speed);
+            source.frames = MsToFrame(static_cast<int32_t>(std::lround(ms))) + 1;
+        }
+        auto number = numbers.find(source);
+        if (number == numbers.end()) {
+            number = numbers.emplace(source, static_cast<int>(spec.sources.size())).first;
+            spec.sources.push_back(source);
+        }
         const double mediaAt = s.mediaStart + (segment.start - s.start) * speed;
-        const int32_t in =
-            stream.facts->still ? 0 : static_cast<int32_t>(std::lround(MsToFrame(static_cast<int32_t>(mediaAt)) / speed));
-        const int32_t taken = std::max(0, std::min(length, parent->get_length() - in));
-        if (taken <= 0)
-            continue;
         MltServices::TrackPiece piece;
         piece.first = first;
-        piece.length = taken;
-        piece.producer = parent;
-        piece.in = in;
-        piece.still = stream.facts->still;
-        if (role != Role::Audio) {
+        piece.length = length;
+        piece.source = number->second;
+        piece.in =
+            stream.facts->still ? 0 : static_cast<int32_t>(std::lround(MsToFrame(static_cast<int32_t>(mediaAt)) / speed));
+        if (role != SourceSpec::Role::Sound) {
             piece.fitMode = std::clamp<int>(s.stretchMode, 0, 3);
-            if (role == Role::Overlay)
+            if (role == SourceSpec::Role::Overlay)
                 piece.keyed = KeyOf(segment.source < track.transitions.size() ? &track.transitions[segment.source] : nullptr,
                                     piece);
         }
-        pieces.push_back(piece);
+        spec.pieces.push_back(piece);
     }
-    return MltServices::MakeTrack(profile, std::move(pieces), frames);
+    return spec;
 }
 
-void AttachEffects(Mlt::Profile& profile, Mlt::Producer& layer, const Track& track)
+std::vector<FilterPlan> PlanEffects(const Track& track)
 {
+    std::vector<FilterPlan> filters;
     for (const EffectItem& effect : track.effects) {
         const int32_t in = MsToFrame(std::max(0, effect.start));
         const int32_t out = MsToFrame(effect.stop) - 1;
         if (out < in)
             continue;
-        if (auto filter = EffectFilter(profile, effect.name, out - in + 1)) {
-            filter->set_in_and_out(in, out);
-            layer.attach(*filter);
-        }
+        FilterPlan filter;
+        if (!EffectFilter(effect.name, out - in + 1, filter))
+            continue;
+        filter.in = in;
+        filter.out = out;
+        filters.push_back(std::move(filter));
     }
+    return filters;
+}
+
+// A planned filter made in MLT: its values are text in the C locale, read as a saved
+// project's are, whatever the process's own locale.
+std::unique_ptr<Mlt::Filter> MakeFilter(Mlt::Profile& profile, const FilterPlan& plan)
+{
+    auto filter = std::make_unique<Mlt::Filter>(profile, plan.service.c_str());
+    if (!filter->is_valid())
+        return nullptr;
+    filter->set_lcnumeric("C");
+    for (const auto& [name, value] : plan.properties)
+        filter->set(name.c_str(), value.c_str());
+    filter->set_in_and_out(plan.in, plan.out);
+    return filter;
+}
+
+// A layer's effects as one lane; each effect's filter is made when a frame needs it.
+// Null for no effects.
+std::unique_ptr<Mlt::Filter> MakeLane(Mlt::Profile& profile, std::vector<FilterPlan> filters)
+{
+    if (filters.empty())
+        return nullptr;
+    std::vector<MltServices::EffectRange> ranges;
+    ranges.reserve(filters.size());
+    for (const FilterPlan& filter : filters)
+        ranges.push_back({filter.in, filter.out});
+    auto make = [&profile, filters = std::move(filters)](size_t index) { return MakeFilter(profile, filters[index]); };
+    return MltServices::MakeEffects(profile, std::move(ranges), std::move(make));
 }
 
 } // namespace
 
+int GraphDimension(int pixels)
+{
+    return std::max(16, pixels + (pixels & 1));
+}
+
 void SetGraphProfile(Mlt::Profile& profile, int width, int height)
 {
-    width = std::max(16, width + (width & 1));
-    height = std::max(16, height + (height & 1));
+    width = GraphDimension(width);
+    height = GraphDimension(height);
     mlt_profile p = profile.get_profile();
     p->width = width;
     p->height = height;
@@ -260,12 +269,7 @@ void SetGraphProfile(Mlt::Profile& profile, int width, int height)
 
 QByteArray StillResource(const QString& path, const StreamFacts& facts)
 {
-    const QByteArray native = QFile::encodeName(path);
-    // FFmpeg's image-sequence reader hands its one picture out once, and MLT seeks
-    // before it decodes: looped, the picture stays. (A '?' would end the path there.)
-    if (facts.imageSequence && !path.contains(u'?'))
-        return "image2:" + native + "?loop=1";
-    return native;
+    return QByteArray::fromStdString(MltServices::StillResource(QFile::encodeName(path).toStdString(), facts.imageSequence));
 }
 
 int32_t MsToFrame(int32_t ms)
@@ -334,12 +338,8 @@ std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources)
     return segments;
 }
 
-std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
-                                                 const StreamLookup& lookup, const GraphParts& parts,
-                                                 ProducerCache* shared)
+GraphPlan PlanTimelineGraph(const TimelineModel& model, const StreamLookup& lookup, const GraphParts& parts)
 {
-    if (!MltRuntime::Start())
-        return nullptr;
     auto included = [&](const Track& track) {
         return !track.disabled && std::find(parts.leaveOut.begin(), parts.leaveOut.end(), track.handle) == parts.leaveOut.end();
     };
@@ -360,17 +360,39 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
     for (const auto& track : model.Tracks())
         if (included(*track))
             end = std::max(end, TimelineModel::Duration(*track));
-    const int32_t frames = std::max(1, MsToFrame(end));
 
+    GraphPlan plan;
+    plan.frames = std::max(1, MsToFrame(end));
+    plan.sequential = parts.sequential;
+    using Role = SourceSpec::Role;
+    if (video && included(*video)) {
+        LayerPlan layer{PlanTrack(*video, Role::Video, lookup, plan.frames), false, {}};
+        if (parts.effects && model.EffectsEnabled())
+            layer.filters = PlanEffects(*video);
+        plan.layers.push_back(std::move(layer));
+    }
+    for (const Track* overlay : overlays)
+        if (included(*overlay))
+            plan.layers.push_back({PlanTrack(*overlay, Role::Overlay, lookup, plan.frames), false, {}});
+    for (const Track* track : audio)
+        if (included(*track))
+            plan.layers.push_back({PlanTrack(*track, Role::Sound, lookup, plan.frames), true, {}});
+    return plan;
+}
+
+std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, GraphPlan plan, ProducerCache* shared)
+{
+    if (!MltRuntime::Start())
+        return nullptr;
     auto tractor = std::make_unique<Mlt::Tractor>(profile);
-    std::shared_ptr<ProducerCache> own = shared ? nullptr : std::make_shared<ProducerCache>(profile, parts.sequential);
+    std::shared_ptr<ProducerCache> own = shared ? nullptr : std::make_shared<ProducerCache>(profile, plan.sequential);
     ProducerCache& cache = shared ? *shared : *own;
     cache.StartBuild();
     int index = 0;
     // Made by name, not through the loader: the ground needs none of its normalising.
     Mlt::Producer black(profile, MltServices::BlackProducer, "black");
-    black.set("length", frames);
-    black.set("out", frames - 1);
+    black.set("length", plan.frames);
+    black.set("out", plan.frames - 1);
     // Whatever the graph's pictures become, asked for in another format, is converted
     // by the frame at the bottom of the stack: the ground's.
     Mlt::Filter convert(profile, "avcolor_space");
@@ -378,38 +400,72 @@ std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const Ti
         black.attach(convert);
     tractor->set_track(black, index++);
 
-    auto addPictures = [&](const Track& track, Role role, bool effects) {
-        std::unique_ptr<Mlt::Producer> layer = BuildTrack(profile, track, role, lookup, cache, frames);
-        if (effects)
-            AttachEffects(profile, *layer, track);
-        const int at = index++;
-        tractor->set_track(*layer, at);
-        std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
-        placed->set("hide", 2); // pictures only
-        Mlt::Transition blend(profile, MltServices::OverTransition);
-        blend.set("always_active", 1);
-        tractor->plant_transition(blend, 0, at);
-    };
-    if (video && included(*video))
-        addPictures(*video, Role::Video, parts.effects && model.EffectsEnabled());
-    for (const Track* overlay : overlays)
-        if (included(*overlay))
-            addPictures(*overlay, Role::Overlay, false);
-    for (const Track* track : audio) {
-        if (!included(*track))
+    for (LayerPlan& layer : plan.layers) {
+        std::vector<Mlt::Producer*> producers;
+        producers.reserve(layer.track.sources.size());
+        for (const SourceSpec& source : layer.track.sources)
+            producers.push_back(cache.Get(source));
+        std::unique_ptr<Mlt::Producer> track = MltServices::MakeTrack(profile, layer.track, producers);
+        if (!track)
             continue;
-        std::unique_ptr<Mlt::Producer> layer = BuildTrack(profile, *track, Role::Audio, lookup, cache, frames);
+        if (auto lane = MakeLane(profile, std::move(layer.filters)))
+            track->attach(*lane);
         const int at = index++;
-        tractor->set_track(*layer, at);
+        tractor->set_track(*track, at);
         std::unique_ptr<Mlt::Producer> placed(tractor->track(at));
-        placed->set("hide", 1); // sound only
-        Mlt::Transition mix(profile, "mix");
-        mix.set("always_active", 1);
-        mix.set("sum", 1);
-        tractor->plant_transition(mix, 0, at);
+        placed->set("hide", layer.sound ? 1 : 2); // sound only, or pictures only
+        Mlt::Transition join(profile, layer.sound ? "mix" : MltServices::OverTransition);
+        join.set("always_active", 1);
+        if (layer.sound)
+            join.set("sum", 1);
+        tractor->plant_transition(join, 0, at);
     }
     cache.EndBuild();
     return tractor;
+}
+
+std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
+                                                 const StreamLookup& lookup, const GraphParts& parts,
+                                                 ProducerCache* cache)
+{
+    return BuildGraph(profile, PlanTimelineGraph(model, lookup, parts), cache);
+}
+
+GraphSource::GraphSource(const TimelineModel& model)
+    : m_effects(model.EffectsEnabled())
+    , m_taken(true)
+{
+    m_tracks.reserve(model.Tracks().size());
+    for (const auto& track : model.Tracks())
+        m_tracks.push_back(*track);
+}
+
+bool GraphSource::operator==(const GraphSource& other) const
+{
+    auto sameSources = [](const SourceItem& a, const SourceItem& b) {
+        return a.stream == b.stream && a.start == b.start && a.stop == b.stop && a.mediaStart == b.mediaStart
+               && a.mediaStop == b.mediaStop && a.stretchMode == b.stretchMode;
+    };
+    auto sameEffects = [](const EffectItem& a, const EffectItem& b) {
+        return a.name == b.name && a.start == b.start && a.stop == b.stop;
+    };
+    auto sameTransitions = [](const TransitionItem& a, const TransitionItem& b) {
+        return a.name == b.name && a.start == b.start && a.stop == b.stop && a.keyRed == b.keyRed
+               && a.keyGreen == b.keyGreen && a.keyBlue == b.keyBlue && a.parameters == b.parameters;
+    };
+    if (!m_taken || !other.m_taken || m_effects != other.m_effects || m_tracks.size() != other.m_tracks.size())
+        return false;
+    for (size_t i = 0; i < m_tracks.size(); ++i) {
+        const Track& a = m_tracks[i];
+        const Track& b = other.m_tracks[i];
+        if (a.handle != b.handle || a.isVideo != b.isVideo || a.disabled != b.disabled
+            || !std::equal(a.sources.begin(), a.sources.end(), b.sources.begin(), b.sources.end(), sameSources)
+            || !std::equal(a.effects.begin(), a.effects.end(), b.effects.begin(), b.effects.end(), sameEffects)
+            || !std::equal(a.transitions.begin(), a.transitions.end(), b.transitions.begin(), b.transitions.end(),
+                           sameTransitions))
+            return false;
+    }
+    return true;
 }
 
 } // namespace Tarnwick

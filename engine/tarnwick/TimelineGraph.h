@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/tarnwick/MediaProbe.h"
+#include "engine/tarnwick/MltServices.h"
 #include "engine/tarnwick/TimelineModel.h"
 
 #include <QString>
@@ -8,6 +9,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace Mlt {
@@ -53,9 +56,12 @@ struct GraphParts
 
 // Sets a profile for the graph: the frame size, GraphFps, square pixels.
 void SetGraphProfile(Mlt::Profile& profile, int width, int height);
+// A width or height as the graph's profile takes it: even, and at least 16 pixels.
+int GraphDimension(int pixels);
 
 // The resource of a still for MLT's avformat producer: read by the reader FFmpeg
-// names for it, and able to give its picture at every frame asked for.
+// names for it, and able to give its picture at every frame asked for. The instant
+// preview and the timeline (MltServices::OpenSource) both read stills so.
 QByteArray StillResource(const QString& path, const StreamFacts& facts);
 
 int32_t MsToFrame(int32_t ms);
@@ -68,9 +74,43 @@ int32_t FrameToMs(int32_t frame);
 class ProducerCache;
 std::shared_ptr<ProducerCache> MakeProducerCache(Mlt::Profile& profile);
 
-// The graph of the model on profile (set by SetGraphProfile). The overlay track is the
-// one model track that holds transitions; the video track is the first video track
-// without any. Without a cache the graph opens its files for itself.
+// The graph as plain data, before any of it is made in MLT: what the preview plays and
+// the renders render is built from it, and a saved project writes it as MLT's XML, so
+// that all of them are one graph.
+//
+// Bottom to top: the black ground (implied), then one layer per track that takes part,
+// each a track of pieces joined to the ground by "quillmont_over" (pictures) or "mix"
+// (sound). The video layer's effects are filters by their ranges: the engine runs them
+// through one lane ("quillmont_effects") that makes each when a frame first needs it, a
+// saved project holds them attached to the layer, and MLT applies both alike.
+struct FilterPlan
+{
+    std::string service;
+    std::vector<std::pair<std::string, std::string>> properties;
+    int32_t in = 0;
+    int32_t out = 0;
+};
+struct LayerPlan
+{
+    MltServices::TrackSpec track;
+    bool sound = false;
+    std::vector<FilterPlan> filters; // the effects, on the video layer
+};
+struct GraphPlan
+{
+    int32_t frames = 1;
+    std::vector<LayerPlan> layers;
+    bool sequential = false; // see GraphParts
+};
+
+// The plan of the model's graph. The first video track is the video track proper; later
+// ones are overlays. Reads the model and the lookup only: it can run on any thread.
+GraphPlan PlanTimelineGraph(const TimelineModel& model, const StreamLookup& lookup, const GraphParts& parts = {});
+// The plan made in MLT on profile (set by SetGraphProfile); without a cache the graph
+// opens its files for itself. The graph's effect lanes keep the plan's filters.
+std::unique_ptr<Mlt::Tractor> BuildGraph(Mlt::Profile& profile, GraphPlan plan, ProducerCache* cache = nullptr);
+
+// The graph of the model on profile: BuildGraph of its plan.
 std::unique_ptr<Mlt::Tractor> BuildTimelineGraph(Mlt::Profile& profile, const TimelineModel& model,
                                                  const StreamLookup& lookup, const GraphParts& parts = {},
                                                  ProducerCache* cache = nullptr);
@@ -92,5 +132,21 @@ struct Segment
     size_t source = 0; // index in the track's list
 };
 std::vector<Segment> VisibleSegments(const std::vector<SourceItem>& sources);
+
+// What a graph is made from, kept to tell whether the timeline has changed since: the
+// tracks and their items, selected flags aside, and whether effects take part. Two
+// equal ones give the same graph.
+class GraphSource
+{
+public:
+    GraphSource() = default;
+    explicit GraphSource(const TimelineModel& model);
+    bool operator==(const GraphSource& other) const;
+
+private:
+    std::vector<Track> m_tracks;
+    bool m_effects = true;
+    bool m_taken = false;
+};
 
 } // namespace Tarnwick

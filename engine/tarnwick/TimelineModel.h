@@ -21,6 +21,8 @@ struct SourceItem
     int32_t mediaStop = 0;
     int16_t stretchMode = 0;
     bool selected = false;
+
+    bool operator==(const SourceItem&) const = default;
 };
 
 struct EffectItem
@@ -29,6 +31,8 @@ struct EffectItem
     int32_t start = 0;
     int32_t stop = 0;
     bool selected = false;
+
+    bool operator==(const EffectItem&) const = default;
 };
 
 struct TransitionItem
@@ -42,6 +46,8 @@ struct TransitionItem
     int16_t keyBlue = 0;
     // Named parameters in the order they were set ("KeyType" is the one in use).
     std::vector<std::pair<QString, int32_t>> parameters;
+
+    bool operator==(const TransitionItem&) const = default;
 };
 
 struct Track

@@ -279,9 +279,26 @@ void* CreateVideo(mlt_profile profile, mlt_service_type, const char*, const void
 
 } // namespace
 
-void RegisterVideoProducer(Mlt::Repository& repository)
+void RegisterVideoProducer(mlt_repository repository)
 {
-    repository.register_service(mlt_service_producer_type, VideoProducer, CreateVideo);
+    mlt_repository_register(repository, mlt_service_producer_type, VideoProducer, CreateVideo);
+}
+
+std::unique_ptr<Mlt::Producer> OpenSequential(mlt_profile profile, const SourceSpec& source)
+{
+    auto producer = std::make_unique<Mlt::Producer>(profile, VideoProducer, source.path.c_str());
+    if (!producer->is_valid())
+        return nullptr;
+    // As OpenSource: a step that asks for another format than YUV 4:2:0 gets it converted.
+    Mlt::Filter convert(profile, "avcolor_space");
+    if (convert.is_valid())
+        producer->attach(convert);
+    if (source.frames > 0) {
+        producer->set("length", source.frames);
+        producer->set("out", source.frames - 1);
+    }
+    producer->set("video_index", source.containerIndex);
+    return producer;
 }
 
 } // namespace Tarnwick::MltServices
