@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/tarnwick/MovieWriter.h"
+
 #include <QString>
 
 #include <atomic>
@@ -18,33 +20,6 @@ class Profile;
 // format), and the caller's thread encodes and writes. Output frames are taken from the
 // graph at their own rate: each shows the graph's frame of its moment.
 namespace Tarnwick {
-
-struct EncodeSettings
-{
-    QString path;
-    // FFmpeg's names: the container ("avi", "asf"), the encoders ("mpeg4", "pcm_s16le").
-    // An empty encoder leaves its stream out.
-    QString container = QStringLiteral("avi");
-    QString videoCodec = QStringLiteral("mpeg4");
-    QString audioCodec = QStringLiteral("pcm_s16le");
-    // 0 (smallest) to 100 (best picture); -1 leaves the compressor to its own.
-    int quality = 93;
-    // Bits a second; 0 for the compressor's own.
-    int64_t videoBitRate = 0;
-    int64_t audioBitRate = 0;
-    // Frames from one key frame to the next; 0 for the compressor's own.
-    int keyFrameInterval = 250;
-    // Bidirectional frames between two predicted ones; -1 for the compressor's own.
-    int bFrames = -1;
-    // Frames a second; 0 for the graph's.
-    int frameRate = 0;
-    int sampleRate = 48000;
-    int channels = 2;
-    // The stretch of the graph, in ms; a stop of -1 is the graph's end. Past the graph's
-    // end the movie is black and silent.
-    int32_t startMs = 0;
-    int32_t stopMs = -1;
-};
 
 // Called with the frames done and due; false stops the work.
 using EncodeProgress = std::function<bool(int32_t done, int32_t total)>;

@@ -11,6 +11,9 @@
 class TarnwickProfiles final : public ITWProfiles
 {
 public:
+    // The profile open now, for the capture part's Windows Media files.
+    std::optional<Tarnwick::Profile> OpenedProfile() const { return m_profile; }
+
     bool InitProfileManager() override;
     void ReleaseProfileManager() override;
     int16_t GetSystemProfileCount() override;

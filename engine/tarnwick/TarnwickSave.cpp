@@ -117,6 +117,46 @@ int Even(int side)
 
 } // namespace
 
+namespace Tarnwick {
+
+bool AviEncoders(const QString& videoCompressor, const QString& audioCompressor, QString& videoEncoder, QString& audioEncoder)
+{
+    const Compressor* videoCodec = Find(VideoList(), kRawVideo, videoCompressor);
+    const Compressor* audioCodec = Find(AudioList(), kRawAudio, audioCompressor);
+    if (!videoCodec || !audioCodec)
+        return false;
+    videoEncoder = QLatin1String(videoCodec->encoder);
+    audioEncoder = QLatin1String(audioCodec->encoder);
+    return true;
+}
+
+bool WindowsMediaEncoding(const Profile& profile, bool video, EncodeSettings& encode, int& width, int& height)
+{
+    const ProfileStream* pictures = video ? profile.FirstStream(true) : nullptr;
+    const ProfileStream* sound = profile.FirstStream(false);
+    if ((pictures && (pictures->bitRate <= 0 || pictures->fps <= 0)) || (sound && sound->bitRate <= 0))
+        return false;
+    encode.container = QStringLiteral("asf");
+    encode.videoCodec = pictures ? QStringLiteral("wmv2") : QString();
+    encode.audioCodec = sound ? QStringLiteral("wmav2") : QString();
+    encode.quality = -1;
+    if (pictures) {
+        encode.videoBitRate = pictures->bitRate;
+        encode.frameRate = pictures->fps;
+        encode.keyFrameInterval = std::max(1, pictures->keyFrameSeconds * pictures->fps);
+        width = pictures->width;
+        height = pictures->height;
+    }
+    if (sound) {
+        encode.audioBitRate = sound->bitRate;
+        encode.sampleRate = sound->sampleRate;
+        encode.channels = sound->channels;
+    }
+    return true;
+}
+
+} // namespace Tarnwick
+
 TarnwickSave::TarnwickSave(TarnwickState& state)
     : m_state(state)
 {
@@ -233,29 +273,14 @@ bool TarnwickSave::PrepareWindowsMediaFile(const QString& path)
     const std::optional<Profile> profile = FindProfile(video ? m_settings.videoProfile : m_settings.audioProfile);
     if (!profile)
         return false;
-    const ProfileStream* pictures = video ? profile->FirstStream(true) : nullptr;
-    const ProfileStream* sound = profile->FirstStream(false);
-    if ((pictures && (pictures->bitRate <= 0 || pictures->fps <= 0)) || (sound && sound->bitRate <= 0))
-        return false;
     EncodeSettings encode;
     encode.path = path;
-    encode.container = QStringLiteral("asf");
-    encode.videoCodec = pictures ? QStringLiteral("wmv2") : QString();
-    encode.audioCodec = sound ? QStringLiteral("wmav2") : QString();
-    encode.quality = -1;
     int width = m_state.model.FrameWidth(), height = m_state.model.FrameHeight();
-    if (pictures) {
-        encode.videoBitRate = pictures->bitRate;
-        encode.frameRate = pictures->fps;
-        encode.keyFrameInterval = std::max(1, pictures->keyFrameSeconds * pictures->fps);
-        const bool sized = m_settings.mediaWidth > 0 && m_settings.mediaHeight > 0;
-        width = sized ? m_settings.mediaWidth : pictures->width;
-        height = sized ? m_settings.mediaHeight : pictures->height;
-    }
-    if (sound) {
-        encode.audioBitRate = sound->bitRate;
-        encode.sampleRate = sound->sampleRate;
-        encode.channels = sound->channels;
+    if (!WindowsMediaEncoding(*profile, video, encode, width, height))
+        return false;
+    if (video && m_settings.mediaWidth > 0 && m_settings.mediaHeight > 0) {
+        width = m_settings.mediaWidth;
+        height = m_settings.mediaHeight;
     }
     return Prepare(encode, Even(width), Even(height));
 }

@@ -12,6 +12,20 @@
 
 struct TarnwickState;
 
+namespace Tarnwick {
+
+struct Profile;
+
+// The FFmpeg encoders of an AVI file for compressor names of the lists, "Uncompressed"
+// among them; false for a name that is not listed.
+bool AviEncoders(const QString& videoCompressor, const QString& audioCompressor, QString& videoEncoder, QString& audioEncoder);
+// A Windows Media file after a profile: its first video stream (when video is asked) and
+// its first audio stream; width and height become the profile's picture size. False for
+// a profile without rates.
+bool WindowsMediaEncoding(const Profile& profile, bool video, EncodeSettings& encode, int& width, int& height);
+
+} // namespace Tarnwick
+
 // Saving the timeline: the timeline's graph, with the tracks chosen and the effects on
 // or off, written by a GraphEncoder on a thread of its own; the movie read back when it
 // is done; its descriptive fields written afterwards.

@@ -1,6 +1,7 @@
 #include "engine/tarnwick/TarnwickTimeline.h"
 
 #include "engine/CreateObject.h"
+#include "engine/tarnwick/TarnwickCapture.h"
 #include "engine/tarnwick/TarnwickCoreRoot.h"
 #include "engine/tarnwick/TarnwickFilePreview.h"
 #include "engine/tarnwick/TarnwickKeyTransition.h"
@@ -34,8 +35,11 @@ TarnwickTimeline::TarnwickTimeline()
     Add<ITWPreview>(std::make_unique<TarnwickPreview>(m_state));
     Add<ITWFilePreview>(std::make_unique<TarnwickFilePreview>());
     Add<ITWSave>(std::make_unique<TarnwickSave>(m_state));
-    Add<ITWProfiles>(std::make_unique<TarnwickProfiles>());
+    auto profiles = std::make_unique<TarnwickProfiles>();
+    TarnwickProfiles* openProfiles = profiles.get();
+    Add<ITWProfiles>(std::move(profiles));
     Add<ITWProjectStore>(std::make_unique<TarnwickProjectStore>(m_state));
+    Add<ITWCapture>(std::make_unique<TarnwickCapture>([openProfiles] { return openProfiles->OpenedProfile(); }));
 }
 
 TarnwickTimeline::~TarnwickTimeline() = default;
