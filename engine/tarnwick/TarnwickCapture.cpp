@@ -572,7 +572,7 @@ bool TarnwickCapture::RunGraph()
 
 void TarnwickCapture::Halt()
 {
-    if (m_recording) {
+    if (m_recording && m_recording->start > 0) {
         std::lock_guard lock(m_recording->mutex);
         if (m_recording->end < 0)
             m_recording->end = Now();
