@@ -57,6 +57,19 @@ inline bool ProjectLoadLock = false;
 // Set once "File not found." was shown for a recent file, so it is not shown twice.
 inline bool FileNotFoundShown = false;
 
+// Capture: the devices' state, the options the capture window and its options dialogue
+// share, and the last results, for the whole run.
+inline bool VideoDeviceOk = true;
+inline bool AudioDeviceOk = true;
+inline bool CaptureAllowed = true;
+inline int16_t SyncMaster = 1; // 1 video to audio, 0 audio to video, -1 none
+inline QString VideoDeviceName;
+inline QString AudioDeviceName;
+inline QString CaptureVideoCompressor;
+inline QString CaptureAudioCompressor;
+inline QString LastCapturedFile;
+inline QString LastSnapFile;
+
 // The engine as the interface I.
 template <class I>
 I& Eng()

@@ -30,8 +30,9 @@ public:
     static constexpr int16_t DeviceNotFound = 1;
     static constexpr int16_t DeviceNotOpened = 2;
 
-    // Starts a session: the device lists are read afresh, and the first video and audio
-    // devices are chosen until a device is set.
+    // Starts a session: the device lists are read afresh, the first video and audio
+    // devices are chosen until a device is set, and recording is uncompressed until a
+    // compressor is set.
     virtual bool InitCapture() = 0;
     virtual void ReleaseCapture() = 0;
     virtual int16_t GetVideoDeviceStatus() = 0;
@@ -58,7 +59,8 @@ public:
     // The size of the incoming video; 0 x 0 without one.
     virtual void GetCaptureSize(int32_t& width, int32_t& height) = 0;
     virtual void SetPreviewing(bool on) = 0;
-    // Opens the chosen devices. False when none is chosen or one cannot be opened.
+    // Opens the chosen devices. False when none is chosen or a device set cannot be
+    // opened; of the first devices chosen by InitCapture, those that open take part.
     virtual bool BuildGraph() = 0;
     virtual bool SetVideoWindow(ITWVideoSurface* surface) = 0;
     // Runs the opened devices: the live picture, and the recording prepared. False when
@@ -81,4 +83,7 @@ public:
     virtual void GetAudioFormat(int32_t& sampleRate, int16_t& channels) = 0;
     // Taken at the next BuildGraph.
     virtual void SetAudioFormat(int32_t sampleRate, int16_t channels) = 0;
+    // The level the recorded sound is taken at, in percent of the device's (0 to 400).
+    virtual int32_t GetAudioLevel() = 0;
+    virtual void SetAudioLevel(int32_t percent) = 0;
 };

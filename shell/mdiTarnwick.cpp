@@ -13,6 +13,7 @@
 #include "core/QmStatus.h"
 #include "editing/moduleEdit.h"
 #include "editing/moduleTWState.h"
+#include "capture/frmCapture.h"
 #include "export/frmExportTimeline.h"
 #include "history/ModuleHistory.h"
 #include "media/frmMediaList.h"
@@ -605,6 +606,7 @@ void mdiTarnwick::RegisterCommands()
     ModuleHistory::RegisterCommands();
     moduleEdit::RegisterCommands();
     frmExportTimeline::RegisterCommands();
+    frmCapture::RegisterCommands();
     ModuleProject::RegisterCommands();
     frmStretchMode::RegisterCommands();
     frmAddText::RegisterCommands();

@@ -229,6 +229,8 @@ bool TarnwickCapture::InitCapture()
     ListDevices();
     m_initialised = true;
     m_deviceSet = false;
+    // Fresh capture objects record uncompressed until a compressor is set.
+    m_videoCompressor = m_audioCompressor = QStringLiteral("Uncompressed");
     m_videoChoice = m_videoDevices.empty() ? -1 : 0;
     m_audioChoice = m_audioDevices.empty() ? -1 : 0;
     {
@@ -443,6 +445,14 @@ bool TarnwickCapture::BuildGraph()
     if (!video && !audio)
         return false;
     QString error;
+    if (!m_deviceSet) {
+        // The first devices, as found: whichever of them opens takes part.
+        if (video)
+            m_video = Open(*video, true, &error);
+        if (audio)
+            m_audio = Open(*audio, false, &error);
+        return m_video || m_audio;
+    }
     if (video && !(m_video = Open(*video, true, &error)))
         return false;
     if (audio && !(m_audio = Open(*audio, false, &error))) {
@@ -772,6 +782,10 @@ void TarnwickCapture::Sound(Source& source, const AVFrame& frame, int64_t stamp)
                                  frame.nb_samples);
     if (made <= 0)
         return;
+    if (const int32_t level = m_level; level != 100) {
+        for (size_t i = 0; i < static_cast<size_t>(made) * source.channels; ++i)
+            source.samples[i] = static_cast<int16_t>(std::clamp(source.samples[i] * level / 100, -32768, 32767));
+    }
 
     std::lock_guard lock(rec->mutex);
     if (!rec->writer.HasAudio() || rec->failed || (rec->end >= 0 && stamp >= rec->end))
@@ -918,4 +932,14 @@ void TarnwickCapture::SetAudioFormat(int32_t sampleRate, int16_t channels)
 {
     m_sampleRate = std::clamp(sampleRate, 8000, 192000);
     m_channels = static_cast<int16_t>(std::clamp<int>(channels, 1, 2));
+}
+
+int32_t TarnwickCapture::GetAudioLevel()
+{
+    return m_level;
+}
+
+void TarnwickCapture::SetAudioLevel(int32_t percent)
+{
+    m_level = std::clamp(percent, 0, 400);
 }

@@ -54,6 +54,8 @@ public:
     bool SetVideoControl(const QString& name, int32_t value) override;
     void GetAudioFormat(int32_t& sampleRate, int16_t& channels) override;
     void SetAudioFormat(int32_t sampleRate, int16_t channels) override;
+    int32_t GetAudioLevel() override;
+    void SetAudioLevel(int32_t percent) override;
 
     struct Device
     {
@@ -87,6 +89,7 @@ private:
     QString m_audioCompressor = QStringLiteral("Uncompressed");
     int32_t m_sampleRate = 48000;
     int16_t m_channels = 2;
+    std::atomic<int32_t> m_level{100};
 
     std::unique_ptr<Source> m_video, m_audio;
     std::unique_ptr<Recording> m_recording;
