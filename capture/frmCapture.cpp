@@ -328,6 +328,13 @@ void frmCapture::SetSyncEntriesEnabled(bool enabled)
 void frmCapture::Form_Load()
 {
     QmTrap::Run(kModule, QStringLiteral("Form_Load"), [this] {
+        // Each opening starts as a new window would: every entry on, both streams and
+        // the picture ticked, nothing captured yet in it.
+        EnableAllMenuItems();
+        for (const char* name : {"mnuCapturePreview", "mnuCaptureStreamAudio", "mnuCaptureStreamVideo"})
+            Item(QString::fromLatin1(name))->setChecked(true);
+        m_audioStreamOn = m_videoStreamOn = true;
+        Panel(kMessagePanel)->clear();
         moduleProfiles::InitProfiles();
         m_profilesPending = true;
         SyncMaster = 1;

@@ -742,10 +742,12 @@ void TarnwickCapture::Picture(Source& source, const AVFrame& frame, int64_t stam
     QString error;
     // Frames the device did not send in time show the picture before them.
     AVFrame* filler = rec->last ? rec->last.get() : picture.get();
+    // Before the first picture the device had nothing to send yet: no frame was dropped.
+    const bool first = !rec->last;
     while (rec->nextPicture < index && !rec->failed) {
         rec->failed = !writer.WriteVideo(*filler, &error);
         ++rec->nextPicture;
-        ++rec->dropped;
+        rec->dropped += first ? 0 : 1;
     }
     if (!rec->failed)
         rec->failed = !writer.WriteVideo(*picture, &error);
