@@ -145,10 +145,17 @@ QString TakeSnapFile()
             return QStringLiteral("Unable to take snap. Too many snaps present.");
         }
         const QString path = name(counter);
-        if (g_useCaptureDimension)
-            Eng<ITWCapture>().TakeSnap(path, -1, -1);
-        else
-            Eng<ITWCapture>().TakeSnap(path, g_width, g_height);
+        try {
+            if (g_useCaptureDimension)
+                Eng<ITWCapture>().TakeSnap(path, -1, -1);
+            else
+                Eng<ITWCapture>().TakeSnap(path, g_width, g_height);
+        } catch (const QmError& error) {
+            // No picture (the video stream is off) or a folder that cannot be written:
+            // said plainly, and the last snap stays what it was.
+            MsgBox(error.Description(), QmMsgBox::Icon::Information);
+            return QStringLiteral("Unable to take snap.");
+        }
         LastSnapFile = path;
         frmCapture::instance()->SetItemEnabled(QStringLiteral("mnuFilePLCFrame"), true);
         frmCapture::instance()->SetItemEnabled(QStringLiteral("mnuCaptureLStoML"), true);

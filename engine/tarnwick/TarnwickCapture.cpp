@@ -609,6 +609,10 @@ void TarnwickCapture::CloseSources()
 {
     m_video.reset();
     m_audio.reset();
+    {
+        std::lock_guard lock(m_mutex);
+        m_lastPicture = QImage(); // a snap shows what the devices send now
+    }
     if (m_recording) {
         // Prepared and never run: nothing was recorded into it.
         const QString path = m_recording->writer.settings.path;
@@ -730,7 +734,10 @@ void TarnwickCapture::Picture(Source& source, const AVFrame& frame, int64_t stam
         return;
     const int64_t index = std::llround(at * writer.fps / 1e6);
     if (index < rec->nextPicture) {
-        ++rec->dropped; // a second picture for a frame already written
+        // A second picture for a frame already written: dropped, unless the file simply
+        // has fewer frames a second than the device sends.
+        if (writer.fps >= source.fps)
+            ++rec->dropped;
         return;
     }
     FramePtr picture = writer.NewPicture();
