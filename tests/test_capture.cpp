@@ -9,6 +9,7 @@
 #include "capture/frmCaptureOptions.h"
 #include "capture/frmCaptureValues.h"
 #include "capture/moduleCaptureSnap.h"
+#include "core/QmDialogs.h"
 #include "core/QmDiskSpace.h"
 #include "core/QmSettings.h"
 #include "core/QmTrap.h"
@@ -224,6 +225,15 @@ void TestCapture::captureStoppedByItsDuration()
     // The preview runs again after the stop.
     const int shown = Cap()->picMainWorkspace()->FramesPresented();
     QTRY_VERIFY_WITH_TIMEOUT(Cap()->picMainWorkspace()->FramesPresented() > shown + 3, 3000);
+
+    // Save As copies it; the capture stays where it was.
+    const QString copy = m_folder.filePath(QStringLiteral("copy.avi"));
+    QmScript::AnswerDialog(QVariant::fromValue(QmDialogs::FileResult{copy, 1}));
+    Item("mnuFileSaveas")->trigger();
+    QCOMPARE(QmScript::TakeDialogs().size(), 1);
+    QCOMPARE(QFileInfo(copy).size(), QFileInfo(file).size());
+    QVERIFY(QFile::exists(file));
+    QCOMPARE(PanelText(), QString());
 
     // The result goes to the desktop's player, and into the media list.
     Item("mnuFilePLCFile")->trigger();
