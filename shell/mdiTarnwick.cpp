@@ -25,6 +25,7 @@
 #include "timeline/moduleTimeline.h"
 #include "timeline/TimelineView.h"
 #include "tools/frmAddText.h"
+#include "tools/frmTakeSnap.h"
 #include "tools/frmStretchMode.h"
 
 #include <QActionGroup>
@@ -608,6 +609,7 @@ void mdiTarnwick::RegisterCommands()
     ModuleProject::RegisterCommands();
     frmStretchMode::RegisterCommands();
     frmAddText::RegisterCommands();
+    frmTakeSnap::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)

@@ -292,12 +292,16 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
 {
     mdiTarnwick* main = Main();
     // Without a command an entry is off, and asking to enable it changes nothing (taking
-    // a snap has no command yet).
+    // a snap, its command withdrawn for the while).
+    QmCommands::Command snapCommand = QmCommands::Withdraw(QStringLiteral("mnuToolsTakeSnap"));
+    main->SetItemEnabled(QStringLiteral("mnuToolsTakeSnap"), false);
     QAction* snap = main->Item(QStringLiteral("mnuToolsTakeSnap"));
     QVERIFY(!main->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
     QVERIFY(!snap->isEnabled());
     main->SetItemEnabled(QStringLiteral("mnuToolsTakeSnap"), true);
     QVERIFY(!snap->isEnabled());
+    QmCommands::Register(QStringLiteral("mnuToolsTakeSnap"), std::move(snapCommand));
+    QVERIFY(main->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
     QAction* cut = main->Item(QStringLiteral("mnuEditCut"));
     QVERIFY(main->Item(QStringLiteral("mnuFileExit"))->isEnabled());
     QVERIFY(main->Item(QStringLiteral("mnuWindowArrangeAll"))->isEnabled());
