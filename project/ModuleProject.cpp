@@ -51,7 +51,7 @@ namespace {
 
 const QString kModule = QStringLiteral("ModuleProject");
 const QString kUntitled = QStringLiteral("Media List - Project: Untitled");
-// The msxml3.dll of the design's messages: the component that reads and writes projects.
+// The msxml3.dll of Quillmont's messages: the component that reads and writes projects.
 const QString kComponentMissing =
     QStringLiteral("A component required by Quillmont to handle Projects (msxml3.dll) is missing. ");
 

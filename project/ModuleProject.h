@@ -15,7 +15,7 @@
 // close, save, save as, and a project named on the command line.
 namespace ModuleProject {
 
-// Held by the main window in the design; the commands here are their only users.
+// Once held by the main window; the commands here are their only users.
 inline bool ProjectStarted = false;     // a project has been set up since start
 inline bool CloseCancelled = false;     // the user refused to close
 inline bool OpeningRecentProject = false;

@@ -45,7 +45,7 @@ using QmTest::Main;
 
 namespace {
 
-// The menu bar as designed: name|caption|shortcut, two blanks per level, "-" a rule.
+// The menu bar as it stands: name|caption|shortcut, two blanks per level, "-" a rule.
 const char* const kMenuTable = R"(mnuFile|&File
   mnuFileOpen|Open &File...|Ctrl+I
   mnuFileClose|&Close File
@@ -182,7 +182,7 @@ private slots:
     void initTestCase();
     void cleanup();
 
-    void menusStandAsDesigned();
+    void menusStandAsTheyShould();
     void toolbarAndStatusBar();
     void commandsRunFromEntriesTwinsAndShortcuts();
     void commandTableRegistersOnceAndRefusesUnknownNames();
@@ -210,7 +210,7 @@ void TestShell::cleanup()
     InSelectionUpdate = BusyOpening = ProjectModified = false;
 }
 
-void TestShell::menusStandAsDesigned()
+void TestShell::menusStandAsTheyShould()
 {
     QStringList lines;
     for (QAction* top : Main()->menuBar()->actions()) {

@@ -292,7 +292,7 @@ void TestTools::menuEntriesFollowTheTimeline()
 
 void TestTools::workspaceShowsTheFrameAndPlacesTheText()
 {
-    // A project larger than the design's workspace, the slider over red.
+    // A project larger than the form's own workspace, the slider over red.
     ProjectWidth = 400;
     ProjectHeight = 300;
     Tl().SetFrameSize(400, 300);
@@ -474,7 +474,7 @@ void TestTools::savedBitmapKeysSuitTheColours()
     QCOMPARE((QList<int>{f->KeyRed, f->KeyGreen, f->KeyBlue}), (QList<int>{0, 0, 0}));
     QCOMPARE(QImage(path).pixel(0, 0), qRgb(0, 0, 0));
     // After a red key, black on white turns only the blue part on: the picture is blue,
-    // the key (255, 0, 255), as the design has it.
+    // the key (255, 0, 255), as Quillmont has it.
     AnswerColour(kBlueColour);
     TextItem("mnuFormatFontColor")->trigger();
     TextItem("SAVE")->trigger();
