@@ -20,6 +20,8 @@
 #include "project/ModuleProject.h"
 #include "shell/QmCommands.h"
 #include "shell/QmMenuArray.h"
+#include "shell/ModuleAssociateIcon.h"
+#include "shell/frmPreferences.h"
 #include "shell/frmTools.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
@@ -120,7 +122,7 @@ mdiTarnwick::mdiTarnwick()
     WorkingFolder = QmPaths::AppFolder();
     ProjectWidth = 320;
     ProjectHeight = 240;
-    HelpFile = QmPaths::AppFolder() + QStringLiteral("/help");
+    HelpFile = QmPaths::HelpFolder();
 
     m_mdiArea = new QMdiArea(this);
     m_mdiArea->setObjectName(QStringLiteral("mdiArea"));
@@ -608,6 +610,7 @@ void mdiTarnwick::RegisterCommands()
     ModuleProject::RegisterCommands();
     frmStretchMode::RegisterCommands();
     frmAddText::RegisterCommands();
+    frmPreferences::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
@@ -671,6 +674,7 @@ void mdiTarnwick::Load()
         Q_UNUSED(registered);
         ModuleHistory::Install();
         ModuleProject::Install();
+        ModuleAssociateIcon::ApplyFileAssociation();
         ProjectLoadLock = false;
         EnableOrDisableMenuItems();
         for (QMdiSubWindow* window : m_panelWindows)
