@@ -20,6 +20,8 @@
 #include "project/ModuleProject.h"
 #include "shell/QmCommands.h"
 #include "shell/QmMenuArray.h"
+#include "shell/ModuleAssociateIcon.h"
+#include "shell/frmPreferences.h"
 #include "shell/frmTools.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
@@ -121,7 +123,7 @@ mdiTarnwick::mdiTarnwick()
     WorkingFolder = QmPaths::AppFolder();
     ProjectWidth = 320;
     ProjectHeight = 240;
-    HelpFile = QmPaths::AppFolder() + QStringLiteral("/help");
+    HelpFile = QmPaths::HelpFolder();
 
     m_mdiArea = new QMdiArea(this);
     m_mdiArea->setObjectName(QStringLiteral("mdiArea"));
@@ -610,6 +612,7 @@ void mdiTarnwick::RegisterCommands()
     frmStretchMode::RegisterCommands();
     frmAddText::RegisterCommands();
     frmTakeSnap::RegisterCommands();
+    frmPreferences::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
@@ -673,6 +676,7 @@ void mdiTarnwick::Load()
         Q_UNUSED(registered);
         ModuleHistory::Install();
         ModuleProject::Install();
+        ModuleAssociateIcon::ApplyFileAssociation();
         ProjectLoadLock = false;
         EnableOrDisableMenuItems();
         for (QMdiSubWindow* window : m_panelWindows)
