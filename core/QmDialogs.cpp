@@ -24,7 +24,7 @@ namespace {
     throw QmError(QmErr::DialogCancelled, QStringLiteral("Cancel was selected."));
 }
 
-// What the design's dialogue hands back for the files chosen.
+// What Quillmont's file dialogue hands back for the files chosen.
 QString JoinChosen(const QStringList& paths)
 {
     if (paths.size() == 1)

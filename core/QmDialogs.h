@@ -10,7 +10,7 @@
 // Cancel raises error 32755; when scripted (QmScript) they answer from the script.
 namespace QmDialogs {
 
-// Flags of the file dialogues, as the design adds them up.
+// Flags of the file dialogues, added up as Quillmont's callers pass them.
 namespace Flag {
 constexpr int32_t OverwritePrompt = 0x2;
 constexpr int32_t HideReadOnly = 0x4;
@@ -23,7 +23,7 @@ constexpr int32_t Explorer = 0x80000;
 struct FileRequest
 {
     QString dialogTitle;
-    // "Description|*.a;*.b|Description|*.c", as the design writes filters.
+    // "Description|*.a;*.b|Description|*.c", as Quillmont writes filters.
     QString filter;
     int filterIndex = 1; // 1-based
     QString initDir;
@@ -60,7 +60,7 @@ FontChoice ShowFont(const FontChoice& initial);
 // A folder, without a trailing separator.
 QString BrowseForFolder(const QString& title, const QString& startFolder);
 
-// Qt's filter list for a filter written the design's way; each description keeps its
+// Qt's filter list for a filter written Quillmont's way; each description keeps its
 // text, and its patterns match in either case.
 QStringList QtFilters(const QString& filter);
 

@@ -6,7 +6,7 @@
 #include <functional>
 
 // An image box: a picture from an image list, by key, that the user can press.
-// Pointer events come out as signals with the design's arguments.
+// Pointer events come out as signals with the arguments Quillmont's forms take.
 class QmImageBox : public QWidget
 {
     Q_OBJECT

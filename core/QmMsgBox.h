@@ -3,7 +3,7 @@
 #include <QString>
 
 // Every message box of Quillmont goes through MsgBox: the title is "Quillmont" unless
-// another is given; texts join their lines with CR LF as the design writes them.
+// another is given; texts join their lines with CR LF as Quillmont writes them.
 namespace QmMsgBox {
 
 enum Result : int { OK = 1, Cancel = 2, Abort = 3, Retry = 4, Ignore = 5, Yes = 6, No = 7 };

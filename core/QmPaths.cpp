@@ -22,6 +22,13 @@ QString AppFolder()
     return QCoreApplication::instance() ? QCoreApplication::applicationDirPath() : QDir::currentPath();
 }
 
+QString HelpFolder()
+{
+    const QString beside = AppFolder() + QStringLiteral("/help");
+    const QString installed = QDir::cleanPath(AppFolder() + QStringLiteral("/../share/quillmont/help"));
+    return !QFileInfo(beside).isDir() && QFileInfo(installed).isDir() ? installed : beside;
+}
+
 QString WritableAppFolder()
 {
     const QString overridden = qEnvironmentVariable("QUILLMONT_DATA_DIR");

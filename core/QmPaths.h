@@ -11,6 +11,9 @@ QString AppFolder();
 // Where the program writes what belongs beside it (the error log): QUILLMONT_DATA_DIR,
 // else the executable's folder when it is writable, else the per-user data folder.
 QString WritableAppFolder();
+// The help pages and the tutorial: help/ beside the executable (the build folder), else
+// share/quillmont/help beside its bin folder (installed).
+QString HelpFolder();
 // The settings store's folder: QUILLMONT_CONFIG_DIR, else the user's configuration
 // folder.
 QString ConfigFolder();

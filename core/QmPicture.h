@@ -11,9 +11,9 @@
 class QPainter;
 
 // A picture box: a surface that keeps what is drawn on it until it is cleared, with
-// the drawing of the design in pixels. Boxes and fills include both corners; a line
+// Quillmont's drawing in pixels. Boxes and fills include both corners; a line
 // leaves out its last point. Colours are 0x00BBGGRR (system colours allowed).
-// Pointer and key events come out as signals with the design's arguments.
+// Pointer and key events come out as signals with the arguments Quillmont's forms take.
 class QmPicture : public QWidget
 {
     Q_OBJECT
@@ -59,7 +59,7 @@ public:
     int TextHeight(const QString& text = QStringLiteral("Ag")) const;
 
     const QImage& Image() const { return m_image; }
-    // The drawing itself at the box's size, for the engine to draw into (the design's
+    // The drawing itself at the box's size, for the engine to draw into (a
     // device context); Refresh shows what was drawn.
     QImage& hDC();
     void Refresh() { update(); }

@@ -97,7 +97,7 @@ TimeType MilliSecondsToTimetype(int32_t ms)
 
 QString MilliSecondsToTimetypeAsString(int32_t ms)
 {
-    // The colon before the milliseconds of the overflow text is as designed.
+    // The colon before the milliseconds of the overflow text is Quillmont's own, kept.
     return TimeTextTrapped(QStringLiteral("MilliSecondsToTimetypeAsString"), ms, true,
                            QStringLiteral("0:00:00:000"));
 }

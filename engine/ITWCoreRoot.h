@@ -17,6 +17,8 @@ public:
     // The first stream handle still open on the file; 0 when none is left.
     virtual int32_t GetFirstStream(int32_t file) = 0;
     virtual bool FileExists(const QString& path) = 0;
+    // Removes a file the program made; true when it is gone (or was never there).
+    virtual bool DeleteFile(const QString& path) = 0;
     // Drops a still that the engine holds for the take-snap dialogue.
     virtual bool ReleaseStillSource(int32_t handle) = 0;
     // The default working folder when the settings store has none.

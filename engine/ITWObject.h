@@ -16,7 +16,7 @@
 //
 // Text buffers: where an operation fills a buffer, the caller names the buffer's
 // length and the engine returns its text cut to that length. Callers keep the
-// lengths of the design (10, 20, 128, 260, 500), because a name cut at 10 is
+// lengths Quillmont passes (10, 20, 128, 260, 500), because a name cut at 10 is
 // what the user sees.
 class ITWObject
 {

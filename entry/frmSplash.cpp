@@ -9,7 +9,9 @@
 #include "core/QmShared.h"
 #include "engine/ITWCoreRoot.h"
 #include "media/moduleTarnwick.h"
+#include "project/ModuleProject.h"
 #include "project/ModuleRecovery.h"
+#include "shell/QmHandOver.h"
 #include "shell/QmScriptRun.h"
 #include "shell/mdiTarnwick.h"
 
@@ -18,6 +20,7 @@
 #include <QLockFile>
 #include <QPainter>
 #include <QScreen>
+#include <QTimer>
 
 #include <memory>
 
@@ -39,6 +42,25 @@ bool Acquire()
 }
 
 } // namespace SingleInstance
+
+namespace {
+
+// A project handed over by a second start: opened as soon as no load and no modal
+// dialogue stands in the way, with the main window brought forward.
+void OpenHandedOver(const QString& path)
+{
+    if (!mdiTarnwick::exists())
+        return;
+    mdiTarnwick* main = mdiTarnwick::instance();
+    if (main->isMinimized())
+        main->showNormal();
+    main->raise();
+    main->activateWindow();
+    if (QApplication::activeModalWidget() || !ModuleProject::OpenHandedProject(path))
+        QTimer::singleShot(500, qApp, [path] { OpenHandedOver(path); });
+}
+
+} // namespace
 
 frmSplash::frmSplash()
     : QWidget(nullptr, Qt::SplashScreen | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
@@ -90,7 +112,13 @@ void frmSplash::Unload()
 void frmSplash::Load()
 {
     // 1. One Quillmont at a time; the one running is not brought forward.
+    // A project to open goes to the one running instead, when it takes it.
     if (!SingleInstance::Acquire()) {
+        const QString path = QmHandOver::PathOfCommandLine(QCoreApplication::arguments().mid(1).join(u' '));
+        if (!path.isEmpty() && QmHandOver::Send(path)) {
+            Unload();
+            return;
+        }
         MsgBox(QStringLiteral("Quillmont is already running."), QmMsgBox::Icon::Information);
         Unload();
         return;
@@ -132,6 +160,7 @@ void frmSplash::Load()
     Unload();
     main->show();
     QApplication::processEvents();
+    QmHandOver::Listen(&OpenHandedOver);
     ModuleRecovery::StartUp(QCoreApplication::arguments().mid(1).join(u' '));
     QmScriptRun::StartFromEnvironment();
     main->StartTutorialIfWanted();

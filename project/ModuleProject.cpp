@@ -51,7 +51,7 @@ namespace {
 
 const QString kModule = QStringLiteral("ModuleProject");
 const QString kUntitled = QStringLiteral("Media List - Project: Untitled");
-// The msxml3.dll of the design's messages: the component that reads and writes projects.
+// The msxml3.dll of Quillmont's messages: the component that reads and writes projects.
 const QString kComponentMissing =
     QStringLiteral("A component required by Quillmont to handle Projects (msxml3.dll) is missing. ");
 
@@ -825,6 +825,58 @@ void mnuFileNewProject_Click()
     });
 }
 
+namespace {
+
+// What File > Open Project does with the file chosen: offers to save the project open
+// now, then opens the chosen one in its place.
+void OpenChosenProject(const QString& path)
+{
+    if (ProjectModified) {
+        const QString name = ProjectFilePath.isEmpty() ? QStringLiteral("Untitled.qpj") : ExtractFileName(ProjectFilePath);
+        const QmMsgBox::Result answer = MsgBox(QStringLiteral("Save changes to ") + name + QStringLiteral(" ?"),
+                                               QmMsgBox::Icon::Question, QmMsgBox::Buttons::YesNoCancel);
+        if (answer == QmMsgBox::Cancel)
+            return;
+        if (answer == QmMsgBox::Yes)
+            SaveProject();
+    }
+    // Only these two spellings of the extension are projects.
+    const QString extension = path.split(u'.').last();
+    if (extension != u"QPJ" && extension != u"qpj") {
+        Info(QStringLiteral("Invalid File Format."));
+        return;
+    }
+    EmptyProgram();
+    const bool loaded = OpenTrapped(path);
+    ProjectModified = false;
+    ProjectStarted = true;
+    if (!loaded)
+        return; // a failure leaves no project, and nothing of it to name
+    if (!moduleTimeline::IsTimelineEmpty())
+        mdiTarnwick::instance()->SetItemEnabled(QStringLiteral("mnuViewSelectionSliders"), true);
+    RefreshMenus();
+    ProjectOpenFailed = false;
+    SetCaption(NamedCaption(path));
+}
+
+bool OpenProjectFailed(const QmError& e)
+{
+    switch (e.Number()) {
+    case QmErr::DialogCancelled:
+        return true;
+    case QmErr::FileAlreadyExists:
+        Info(QStringLiteral("Unable to open Project, the Project file may be corrupt."));
+        return true;
+    case QmErr::BufferTooSmall:
+        Info(QStringLiteral("Unable to open Project. Project path and/or filename is too long."));
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
 void mnuFileOpenProject_Click()
 {
     if (ProjectLoadLock)
@@ -839,48 +891,27 @@ void mnuFileOpenProject_Click()
             request.flags = 528388;
             request.maxFileSize = 3000;
             request.initDir = WorkingFolder;
-            const QString path = QmDialogs::ShowOpen(request).fileName;
-            if (ProjectModified) {
-                const QString name = ProjectFilePath.isEmpty() ? QStringLiteral("Untitled.qpj") : ExtractFileName(ProjectFilePath);
-                const QmMsgBox::Result answer = MsgBox(QStringLiteral("Save changes to ") + name + QStringLiteral(" ?"),
-                                                       QmMsgBox::Icon::Question, QmMsgBox::Buttons::YesNoCancel);
-                if (answer == QmMsgBox::Cancel)
-                    return;
-                if (answer == QmMsgBox::Yes)
-                    SaveProject();
-            }
-            // Only these two spellings of the extension are projects.
-            const QString extension = path.split(u'.').last();
-            if (extension != u"QPJ" && extension != u"qpj") {
-                Info(QStringLiteral("Invalid File Format."));
+            OpenChosenProject(QmDialogs::ShowOpen(request).fileName);
+        },
+        OpenProjectFailed);
+}
+
+bool OpenHandedProject(const QString& path)
+{
+    if (ProjectLoadLock || BusyOpening)
+        return false;
+    const Opening opening;
+    QmTrap::Run(
+        kModule, QStringLiteral("OpenHandedProject"),
+        [&path] {
+            if (!QFileInfo(path).isFile()) {
+                Info(QStringLiteral("File not found."));
                 return;
             }
-            EmptyProgram();
-            const bool loaded = OpenTrapped(path);
-            ProjectModified = false;
-            ProjectStarted = true;
-            if (!loaded)
-                return; // a failure leaves no project, and nothing of it to name
-            if (!moduleTimeline::IsTimelineEmpty())
-                mdiTarnwick::instance()->SetItemEnabled(QStringLiteral("mnuViewSelectionSliders"), true);
-            RefreshMenus();
-            ProjectOpenFailed = false;
-            SetCaption(NamedCaption(path));
+            OpenChosenProject(path);
         },
-        [](const QmError& e) {
-            switch (e.Number()) {
-            case QmErr::DialogCancelled:
-                return true;
-            case QmErr::FileAlreadyExists:
-                Info(QStringLiteral("Unable to open Project, the Project file may be corrupt."));
-                return true;
-            case QmErr::BufferTooSmall:
-                Info(QStringLiteral("Unable to open Project. Project path and/or filename is too long."));
-                return true;
-            default:
-                return false;
-            }
-        });
+        OpenProjectFailed);
+    return true;
 }
 
 void mnuFileRP_Click(int index)

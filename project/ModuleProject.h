@@ -15,7 +15,7 @@
 // close, save, save as, and a project named on the command line.
 namespace ModuleProject {
 
-// Held by the main window in the design; the commands here are their only users.
+// Once held by the main window; the commands here are their only users.
 inline bool ProjectStarted = false;     // a project has been set up since start
 inline bool CloseCancelled = false;     // the user refused to close
 inline bool OpeningRecentProject = false;
@@ -53,6 +53,10 @@ void Install();
 // At start, once the main window shows: the project the command line names ("" and "%1"
 // name none).
 void OpenCommandLine(const QString& commandLine);
+// A project another start of Quillmont handed over (opened from a file manager): opened
+// as File > Open Project opens the file chosen. False, with nothing done, while another
+// load is under way.
+bool OpenHandedProject(const QString& path);
 
 // The path with every "qpj" in it turned to "xml", as the file is named while it is
 // worked on.

@@ -11,7 +11,8 @@ QM_PACKAGES="cmake ninja-build ccache g++ pkg-config
   libmlt++-dev libmlt-dev melt frei0r-plugins
   libavformat-dev libavcodec-dev libavdevice-dev libavutil-dev libavfilter-dev
   libswscale-dev libswresample-dev
-  libsdl2-dev libpugixml-dev ffmpeg"
+  libsdl2-dev libpugixml-dev ffmpeg
+  dpkg-dev appstream desktop-file-utils shared-mime-info"
 
 qm_install_missing() {
   missing=""

@@ -37,14 +37,6 @@ int32_t ReadNumber(const QString& section, const QString& key, int32_t def)
     return ok ? value : def;
 }
 
-QString DefaultWorkingFolder()
-{
-    QString folder;
-    if (Engine)
-        folder = Eng<ITWCoreRoot>().GetWorkingFolder(500).trimmed();
-    return folder.isEmpty() ? QmPaths::AppFolder() : folder;
-}
-
 // The two recent lists differ only by names; this is the one walk for both.
 struct RecentList
 {
@@ -145,6 +137,14 @@ void UpdateRecent(const RecentList& list, const std::function<QString()>& newest
 }
 
 } // namespace
+
+QString DefaultWorkingFolder()
+{
+    QString folder;
+    if (Engine)
+        folder = Eng<ITWCoreRoot>().GetWorkingFolder(500).trimmed();
+    return folder.isEmpty() ? QmPaths::AppFolder() : folder;
+}
 
 void SetApplicationName(const QString& name)
 {

@@ -43,6 +43,20 @@ void GetSaveOptionsFromReg();
 // GetGeneralSettingsFromReg, then the colours to the bars.
 void LoadRegistrySettings();
 
+// The working folder when the settings name none: the engine's, else the program's folder.
+QString DefaultWorkingFolder();
+
+// Between the controls of the Options dialogue (frmPreferences) and the values above:
+// Set* takes the dialogue's values, Get* shows the values in it.
+void SetColorValues();
+void GetColorValues();
+void SetSaveOptionValues();
+void GetSaveOptionValues();
+// The dialogue's load: the settings read, then shown.
+void LoadPreferences();
+// Its OK and Apply: the dialogue's values taken and written to the store.
+void StorePreferences();
+
 void GetResentFilesFromReg();
 void GetResentProjectFilesFromReg();
 void UpdateResentFileMenu();

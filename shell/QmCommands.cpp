@@ -87,4 +87,15 @@ Command Replace(const QString& name, Command command)
     return std::exchange(it.value(), std::move(command));
 }
 
+Command Withdraw(const QString& name)
+{
+    Table& table = TheTable();
+    const auto it = table.commands.find(name);
+    if (it == table.commands.end())
+        Fault(QStringLiteral("No command is registered as %1").arg(name));
+    Command command = std::move(it.value());
+    table.commands.erase(it);
+    return command;
+}
+
 } // namespace QmCommands

@@ -36,5 +36,8 @@ void SetStateRefresher(std::function<void()> refresher);
 // For tests that stand in for a command: the registered command of name replaced, the
 // old one returned (to be put back the same way).
 Command Replace(const QString& name, Command command);
+// For tests of an entry that has no command: the command of name taken out of the table
+// and returned (Register puts it back).
+Command Withdraw(const QString& name);
 
 } // namespace QmCommands

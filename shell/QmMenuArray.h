@@ -9,7 +9,7 @@ class QAction;
 class QMenu;
 
 // A menu control array (mnuFileRF, mnuFileRP): items named base_0, base_1, ... in a
-// menu, loaded and unloaded by index. Item 0 is part of the design and always there.
+// menu, loaded and unloaded by index. Item 0 is built into the menu and always there.
 // Captions are kept exactly as given; the menu shows an "&" in them as itself.
 class QmMenuArray : public QObject
 {

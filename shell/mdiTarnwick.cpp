@@ -21,11 +21,14 @@
 #include "project/ModuleProject.h"
 #include "shell/QmCommands.h"
 #include "shell/QmMenuArray.h"
+#include "shell/ModuleAssociateIcon.h"
+#include "shell/frmPreferences.h"
 #include "shell/frmTools.h"
 #include "timeline/frmTimeline.h"
 #include "timeline/moduleTimeline.h"
 #include "timeline/TimelineView.h"
 #include "tools/frmAddText.h"
+#include "tools/frmTakeSnap.h"
 #include "tools/frmStretchMode.h"
 
 #include <QActionGroup>
@@ -121,7 +124,7 @@ mdiTarnwick::mdiTarnwick()
     WorkingFolder = QmPaths::AppFolder();
     ProjectWidth = 320;
     ProjectHeight = 240;
-    HelpFile = QmPaths::AppFolder() + QStringLiteral("/help");
+    HelpFile = QmPaths::HelpFolder();
 
     m_mdiArea = new QMdiArea(this);
     m_mdiArea->setObjectName(QStringLiteral("mdiArea"));
@@ -610,6 +613,8 @@ void mdiTarnwick::RegisterCommands()
     ModuleProject::RegisterCommands();
     frmStretchMode::RegisterCommands();
     frmAddText::RegisterCommands();
+    frmTakeSnap::RegisterCommands();
+    frmPreferences::RegisterCommands();
 }
 
 QMdiSubWindow* mdiTarnwick::AddPanel(QWidget* panel)
@@ -673,6 +678,7 @@ void mdiTarnwick::Load()
         Q_UNUSED(registered);
         ModuleHistory::Install();
         ModuleProject::Install();
+        ModuleAssociateIcon::ApplyFileAssociation();
         ProjectLoadLock = false;
         EnableOrDisableMenuItems();
         for (QMdiSubWindow* window : m_panelWindows)

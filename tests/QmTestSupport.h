@@ -44,6 +44,9 @@ inline void PrepareEnvironment()
     qputenv("QUILLMONT_RUNTIME_DIR", QFile::encodeName(root + QStringLiteral("/runtime")));
     qputenv("TMPDIR", QFile::encodeName(root + QStringLiteral("/tmp")));
     qputenv("HOME", QFile::encodeName(root + QStringLiteral("/work")));
+    // The desktop entry and the MIME type that every start writes go here too.
+    QDir(root).mkpath(QStringLiteral("xdg-data"));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(root + QStringLiteral("/xdg-data")));
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qunsetenv("QUILLMONT_SCRIPT_LOG");
 }

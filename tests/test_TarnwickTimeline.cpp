@@ -323,7 +323,7 @@ void TestTarnwickTimeline::splitsASourceWithATransientOverlap()
     QCOMPARE(me, 2000);
     QCOMPARE(m_tl->GetTrackDuration(track), 5000);
 
-    // Splitting in the other order the design also uses: first half, then insert at
+    // Splitting in the other order Quillmont also uses: first half, then insert at
     // seq + 1 with the second half's times.
     QVERIFY(m_tl->SetSourceTimes(track, 1, 2000, 3500));
     QVERIFY(m_tl->InsertSource(track, m_videoStream, 2, 3500, 5000));

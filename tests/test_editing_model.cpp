@@ -13,7 +13,7 @@
 //
 // The model keeps the four tracks exactly as the engine keeps them (plain lists in the
 // caller's order) and performs the routines step by step as Quillmont's edit, track and
-// list modules are designed to, engine call for engine call. The messages a command
+// list modules are meant to, engine call for engine call. The messages a command
 // shows (a lock's, the question before clearing everything) are the model's too.
 //
 // QM_EDIT_MODEL_SEED and QM_EDIT_MODEL_STEPS choose another run;
@@ -184,7 +184,7 @@ struct Inputs
     ListDrop drop;            // a shuffle's nodes
 };
 
-// The model met something the design leaves to the error trap (a rate with a zero
+// The model met something Quillmont leaves to the error trap (a rate with a zero
 // length); such a step is not compared.
 struct Undefined
 {
@@ -1963,7 +1963,7 @@ Clipboard ReadClipboard()
 // The timeline as it must stand after every step, read through the ITW interfaces:
 // on each track sources in order and apart, each with a length and its media within its
 // stream; the effects in order and apart; every overlay source with the key transition of
-// its place, at its times; nothing where it does not belong. The design's own edits leave
+// its place, at its times; nothing where it does not belong. Quillmont's own edits leave
 // some of these behind (see Allowed), so a step is held to what the timeline had before
 // it: a fault may stay where it was, and may come new only from its known cause. A step
 // left to the error trap is held to nothing, as the model holds it to nothing.
@@ -2157,7 +2157,7 @@ Allowance AllowedByTrackCommands(Allowance allowed, const Inputs& in, const std:
     return allowed;
 }
 
-// What a step may leave on a track that it did not have before, by the design's rules.
+// What a step may leave on a track that it did not have before, by Quillmont's rules.
 Allowance Allowed(const Health& before, const Inputs& in, const std::array<Lane, 4>& lanes, const Clipboard& clip,
                   const QHash<int32_t, int32_t>& streamLength)
 {
@@ -2263,7 +2263,7 @@ Allowance Allowed(const Health& before, const Inputs& in, const std::array<Lane,
     return allowed;
 }
 
-// The faults a step made that the design does not account for; empty when none.
+// The faults a step made that Quillmont's rules do not account for; empty when none.
 QString NewFaults(const Health& after, const Allowance& allowed)
 {
     QStringList faults;

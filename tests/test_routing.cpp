@@ -4,6 +4,7 @@
 // an action's text, a tool button or a panel's activation. Real forms, real engine,
 // real media.
 #include "QmTestSupport.h"
+#include "shell/QmCommands.h"
 
 #include "core/QmImageBox.h"
 #include "core/QmListView.h"
@@ -543,9 +544,9 @@ void TestRouting::trackBoxesAnsweredByHandle()
 
 void TestRouting::actionsWithoutCommandShownDisabled()
 {
-    // Before any stand-in command is given: the snapshot has no command in Quillmont yet,
-    // so its node cannot be run; the transport, saving the timeline and the sliders'
-    // toggle can.
+    // The snapshot's command withdrawn: its node cannot be run; the transport, saving
+    // the timeline and the sliders' toggle can.
+    QmCommands::Command snapCommand = QmCommands::Withdraw(QStringLiteral("mnuToolsTakeSnap"));
     Put(Video(), "video.avi", 0);
     frmTools* tools = frmTools::instance();
     QVERIFY(!Main()->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
@@ -565,6 +566,7 @@ void TestRouting::actionsWithoutCommandShownDisabled()
     QmTest::StandIn(QStringLiteral("mnuToolsTakeSnap"), [this] { m_ran << QStringLiteral("mnuToolsTakeSnap"); });
     tools->SetActiveContext(1);
     QVERIFY(NodeOf(QStringLiteral("Take snap"))->flags() & Qt::ItemIsEnabled);
+    QmCommands::Replace(QStringLiteral("mnuToolsTakeSnap"), std::move(snapCommand));
 }
 
 void TestRouting::eachStateAnswersEnablesAndOffers_data()

@@ -45,7 +45,7 @@ using QmTest::Main;
 
 namespace {
 
-// The menu bar as designed: name|caption|shortcut, two blanks per level, "-" a rule.
+// The menu bar as it stands: name|caption|shortcut, two blanks per level, "-" a rule.
 const char* const kMenuTable = R"(mnuFile|&File
   mnuFileOpen|Open &File...|Ctrl+I
   mnuFileClose|&Close File
@@ -182,7 +182,7 @@ private slots:
     void initTestCase();
     void cleanup();
 
-    void menusStandAsDesigned();
+    void menusStandAsTheyShould();
     void toolbarAndStatusBar();
     void commandsRunFromEntriesTwinsAndShortcuts();
     void commandTableRegistersOnceAndRefusesUnknownNames();
@@ -210,7 +210,7 @@ void TestShell::cleanup()
     InSelectionUpdate = BusyOpening = ProjectModified = false;
 }
 
-void TestShell::menusStandAsDesigned()
+void TestShell::menusStandAsTheyShould()
 {
     QStringList lines;
     for (QAction* top : Main()->menuBar()->actions()) {
@@ -292,12 +292,16 @@ void TestShell::commandsRunFromEntriesTwinsAndShortcuts()
 {
     mdiTarnwick* main = Main();
     // Without a command an entry is off, and asking to enable it changes nothing (taking
-    // a snap has no command yet).
+    // a snap, its command withdrawn for the while).
+    QmCommands::Command snapCommand = QmCommands::Withdraw(QStringLiteral("mnuToolsTakeSnap"));
+    main->SetItemEnabled(QStringLiteral("mnuToolsTakeSnap"), false);
     QAction* snap = main->Item(QStringLiteral("mnuToolsTakeSnap"));
     QVERIFY(!main->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
     QVERIFY(!snap->isEnabled());
     main->SetItemEnabled(QStringLiteral("mnuToolsTakeSnap"), true);
     QVERIFY(!snap->isEnabled());
+    QmCommands::Register(QStringLiteral("mnuToolsTakeSnap"), std::move(snapCommand));
+    QVERIFY(main->HasCommand(QStringLiteral("mnuToolsTakeSnap")));
     QAction* cut = main->Item(QStringLiteral("mnuEditCut"));
     QVERIFY(main->Item(QStringLiteral("mnuFileExit"))->isEnabled());
     QVERIFY(main->Item(QStringLiteral("mnuWindowArrangeAll"))->isEnabled());

@@ -21,8 +21,11 @@
 #include "tools/frmAddText.h"
 #include "tools/frmKeyColor.h"
 #include "tools/frmStretchMode.h"
+#include "tools/frmTakeSnap.h"
 
 #include <QCheckBox>
+#include <QDir>
+#include <QFile>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -191,6 +194,8 @@ private slots:
     void textGoesOnTheOverlayAndKeysCleanly();
     void keyColourFromBoxesSlidersPrimariesAndDropper();
     void stretchModesThroughTheDialogue();
+    void snapIsTheMovieFrameAtTheSlider();
+    void snapNamesSizesAndTracks();
 
 private:
     QStringList m_reported;
@@ -287,7 +292,7 @@ void TestTools::menuEntriesFollowTheTimeline()
 
 void TestTools::workspaceShowsTheFrameAndPlacesTheText()
 {
-    // A project larger than the design's workspace, the slider over red.
+    // A project larger than the form's own workspace, the slider over red.
     ProjectWidth = 400;
     ProjectHeight = 300;
     Tl().SetFrameSize(400, 300);
@@ -469,7 +474,7 @@ void TestTools::savedBitmapKeysSuitTheColours()
     QCOMPARE((QList<int>{f->KeyRed, f->KeyGreen, f->KeyBlue}), (QList<int>{0, 0, 0}));
     QCOMPARE(QImage(path).pixel(0, 0), qRgb(0, 0, 0));
     // After a red key, black on white turns only the blue part on: the picture is blue,
-    // the key (255, 0, 255), as the design has it.
+    // the key (255, 0, 255), as Quillmont has it.
     AnswerColour(kBlueColour);
     TextItem("mnuFormatFontColor")->trigger();
     TextItem("SAVE")->trigger();
@@ -784,6 +789,136 @@ void TestTools::stretchModesThroughTheDialogue()
     // With nothing selected the dialogue opens on Stretch.
     Tl().SetSourceSelected(OverlayTrack, 1, false);
     QCOMPARE(frmStretchMode::GetFirstSelSourceStretchMode(), int16_t(0));
+}
+
+namespace {
+
+frmTakeSnap* Snap()
+{
+    return frmTakeSnap::instance();
+}
+
+// The mean difference of two pictures' channels; 255 for pictures of other sizes.
+double Difference(const QImage& a, const QImage& b)
+{
+    if (a.size() != b.size() || a.isNull())
+        return 255.0;
+    double sum = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
+            sum += std::abs(qRed(p) - qRed(q)) + std::abs(qGreen(p) - qGreen(q)) + std::abs(qBlue(p) - qBlue(q));
+        }
+    return sum / (3.0 * a.width() * a.height());
+}
+
+// Opens Take Snap from its menu entry and runs what the dialogue is to do.
+void TakeSnap(const std::function<void(frmTakeSnap&)>& inside)
+{
+    bool shown = false;
+    QmScript::HandleModal([&](QDialog& dialog) {
+        shown = true;
+        QCOMPARE(dialog.objectName(), QStringLiteral("frmTakeSnap"));
+        inside(*Snap());
+        if (dialog.isVisible())
+            Snap()->cmdCancel->click();
+    });
+    Run("mnuToolsTakeSnap");
+    QVERIFY(shown);
+}
+
+} // namespace
+
+void TestTools::snapIsTheMovieFrameAtTheSlider()
+{
+    // Blue under the keyed overlay, the slider a second in.
+    AddToVideo({"blue.avi", "red.avi"});
+    AddToOverlay("greenkey.avi");
+    QVERIFY(Main()->Item(QStringLiteral("mnuToolsTakeSnap"))->isEnabled());
+    moduleTimeline::SetSliderPosition(1000, false);
+    const QImage preview = Renderer().RenderFrame(1000);
+    const QString temporary = QDir(QDir::tempPath()).filePath(QStringLiteral("QMT_Snap.avi"));
+    ProjectModified = false;
+    const QStringList history = History();
+    TakeSnap([&](frmTakeSnap& snap) {
+        // The section was rendered to the temporary movie, whose first frame is drawn at
+        // the project's size: the picture the preview shows there.
+        QVERIFY(QFile::exists(temporary));
+        QCOMPARE(snap.txtWidth->text(), QStringLiteral("320"));
+        QCOMPARE(snap.txtHeight->text(), QStringLiteral("240"));
+        const QImage drawn = snap.picWorkspace->Image().convertToFormat(QImage::Format_RGB32);
+        QVERIFY2(Difference(drawn, preview.convertToFormat(QImage::Format_RGB32)) < 4.0,
+                 qPrintable(QString::number(Difference(drawn, preview.convertToFormat(QImage::Format_RGB32)))));
+        QVERIFY(!snap.imgWorkspace->pixmap().isNull());
+        // OK writes the bitmap and drops the temporary movie.
+        QCOMPARE(snap.txtSaveTo->text(), QDir::toNativeSeparators(WorkingFolder + QStringLiteral("/blue.bmp")));
+        snap.txtSaveTo->setText(m_folder.filePath(QStringLiteral("snap.bmp")));
+        snap.cmdOK->click();
+    });
+    QVERIFY(!QFile::exists(temporary));
+    const QImage saved(m_folder.filePath(QStringLiteral("snap.bmp")));
+    QCOMPARE(saved.size(), QSize(320, 240));
+    QVERIFY(Difference(saved.convertToFormat(QImage::Format_RGB32), preview.convertToFormat(QImage::Format_RGB32)) < 4.0);
+    // Taking a snap is no edit.
+    QVERIFY(!ProjectModified);
+    QCOMPARE(History(), history);
+}
+
+void TestTools::snapNamesSizesAndTracks()
+{
+    // A file of two dots is named by the piece before its extension; the next snap of it
+    // is numbered.
+    QFile::copy(QmTest::Fixture(QStringLiteral("red.avi")), m_folder.filePath(QStringLiteral("my.clip.avi")));
+    QmScript::AnswerDialog(QVariant::fromValue(QmDialogs::FileResult{m_folder.filePath(QStringLiteral("my.clip.avi")), 1}));
+    Run("mnuFileOpen");
+    AddToVideo({"my.clip.avi"});
+    AddToOverlay("greenkey.avi");
+    WorkingFolder = m_folder.path();
+    const QString first = m_folder.filePath(QStringLiteral("clip.bmp"));
+    moduleTimeline::SetSliderPosition(500, false);
+    TakeSnap([&](frmTakeSnap& snap) {
+        QCOMPARE(QDir::fromNativeSeparators(snap.txtSaveTo->text()), first);
+        // 2000 and beyond, or no number, brings the last size back; with the lock, the
+        // height follows the width, and the picture is drawn again at that size.
+        snap.txtWidth->setText(QStringLiteral("2000"));
+        QCOMPARE(snap.txtWidth->text(), QStringLiteral("320"));
+        snap.txtWidth->setText(QStringLiteral("x"));
+        QCOMPARE(snap.txtWidth->text(), QStringLiteral("320"));
+        snap.txtWidth->setText(QStringLiteral("640"));
+        QCOMPARE(snap.txtHeight->text(), QStringLiteral("480"));
+        QCOMPARE(snap.picWorkspace->Image().size(), QSize(640, 480));
+        QVERIFY(Near(snap.picWorkspace->Image().pixel(320, 240), 255, 0, 0));
+        // Without the lock only the width changes.
+        snap.chkLockAspectRatio->setChecked(false);
+        snap.txtWidth->setText(QStringLiteral("200"));
+        QCOMPARE(snap.txtHeight->text(), QStringLiteral("480"));
+        QCOMPARE(snap.picWorkspace->Image().size(), QSize(200, 480));
+        // An empty name cannot be saved.
+        snap.txtSaveTo->clear();
+        QVERIFY(!snap.cmdOK->isEnabled());
+        snap.txtSaveTo->setText(first);
+        QVERIFY(snap.cmdOK->isEnabled());
+        snap.cmdOK->click();
+    });
+    QCOMPARE(QImage(first).size(), QSize(200, 480));
+    TakeSnap([&](frmTakeSnap& snap) {
+        QCOMPARE(QDir::fromNativeSeparators(snap.txtSaveTo->text()), m_folder.filePath(QStringLiteral("clip1.bmp")));
+        // Each opening starts from the project's size.
+        QCOMPARE(snap.txtWidth->text(), QStringLiteral("320"));
+        QCOMPARE(snap.txtHeight->text(), QStringLiteral("240"));
+    });
+
+    // The overlay switched off is left out of the picture; the video switched off too
+    // leaves nothing to draw but black.
+    moduleTimeline::SetSliderPosition(500, false);
+    QImage withOverlay, without;
+    TakeSnap([&](frmTakeSnap& snap) { withOverlay = snap.picWorkspace->Image(); });
+    TimelineView::SetRowOption(TimelineView::RowKind::Overlay, 0, TimelineView::Option::Disable, true);
+    TakeSnap([&](frmTakeSnap& snap) { without = snap.picWorkspace->Image(); });
+    QVERIFY(Difference(withOverlay, without) > 10.0);
+    QVERIFY(Near(without.pixel(40, 40), 255, 0, 0));
+    QVERIFY(Near(without.pixel(160, 120), 255, 0, 0));
+    TimelineView::SetRowOption(TimelineView::RowKind::Overlay, 0, TimelineView::Option::Disable, false);
 }
 
 QM_TEST_MAIN(TestTools)

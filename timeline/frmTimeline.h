@@ -28,7 +28,7 @@ class frmTimeline : public QmPanel, public QmSingleForm<frmTimeline>, private Ti
     friend QmSingleForm<frmTimeline>;
 
 public:
-    // The panel's height as designed; the main window places the other panels above it.
+    // The panel's own height; the main window places the other panels above it.
     static constexpr int DesignHeight = 290;
 
     // The form's load: makes the tracks once (InitTimeline) and places the rows.

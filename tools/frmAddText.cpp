@@ -304,7 +304,7 @@ void frmAddText::Form_Load()
 {
     QmPointer::Hourglass();
     QmTrap::Run(kModule, QStringLiteral("Form_Load"), [this] {
-        // Each opening starts as the design has the form.
+        // Each opening starts from the form as it was laid out.
         TextLeft = TextTop = 0;
         TextFile.clear();
         KeyRed = KeyGreen = KeyBlue = 0;

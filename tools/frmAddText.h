@@ -69,7 +69,7 @@ public:
     QAction* Item(const QString& name) const;
     // A status bar panel: "STATUS", "IMAGE_DIMENSION", "TEXT_POSITION".
     QLabel* Panel(const QString& key) const;
-    // The text as the design keeps it, its lines joined by CR LF.
+    // The text as Quillmont keeps it, its lines joined by CR LF.
     QString Text() const;
 
     void Form_Load();

@@ -52,7 +52,7 @@ int16_t BoxValue(const QString& text)
 
 void SetTextQuietlyIfOther(QLineEdit* box, const QString& text)
 {
-    // A box set to the text it holds tells no change, as the design's boxes do not.
+    // A box set to the text it holds tells no change, as Quillmont's boxes never have.
     if (box->text() != text)
         box->setText(text);
 }

@@ -5,6 +5,7 @@
 #include "engine/tarnwick/TarnwickState.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QLocale>
 #include <QStandardPaths>
@@ -55,6 +56,11 @@ int32_t TarnwickCoreRoot::GetFirstStream(int32_t file)
 bool TarnwickCoreRoot::FileExists(const QString& path)
 {
     return !path.isEmpty() && QFileInfo::exists(path);
+}
+
+bool TarnwickCoreRoot::DeleteFile(const QString& path)
+{
+    return path.isEmpty() || !QFileInfo::exists(path) || QFile::remove(path);
 }
 
 bool TarnwickCoreRoot::ReleaseStillSource(int32_t handle)

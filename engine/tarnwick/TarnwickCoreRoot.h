@@ -15,6 +15,7 @@ public:
     bool GetFileName(int32_t file, int32_t size, QString& name) override;
     int32_t GetFirstStream(int32_t file) override;
     bool FileExists(const QString& path) override;
+    bool DeleteFile(const QString& path) override;
     bool ReleaseStillSource(int32_t handle) override;
     QString GetWorkingFolder(int32_t size) override;
     void GetFileVersionInfo(const QString& fileName, int32_t& major, int32_t& minor, int32_t& build,
