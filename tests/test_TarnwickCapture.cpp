@@ -14,7 +14,9 @@
 #include <QTest>
 #include <QThread>
 
+#include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <cmath>
 #include <memory>
 
@@ -41,6 +43,8 @@ struct Marks
     QList<double> flashes, beeps;
 };
 
+// Marks within the first or last 50 ms are left out: a recording that starts or stops
+// at a second may hold the beep's start without its flash picture, or the other way round.
 Marks FindMarks(const QString& path, double fps)
 {
     Marks marks;
@@ -66,7 +70,12 @@ Marks FindMarks(const QString& path, double fps)
             lastLoud = i;
         }
     }
-    return marks;
+    const double length = count / 48000.0;
+    auto inside = [length](double t) { return t > 0.05 && t < length - 0.05; };
+    QList<double> flashes, beeps;
+    std::copy_if(marks.flashes.begin(), marks.flashes.end(), std::back_inserter(flashes), inside);
+    std::copy_if(marks.beeps.begin(), marks.beeps.end(), std::back_inserter(beeps), inside);
+    return {flashes, beeps};
 }
 
 // The length of a movie's sound as ffmpeg decodes it, in seconds.
@@ -344,7 +353,7 @@ void TestTarnwickCapture::longerRunStaysInStep()
     qInfo("%d s AVI: %d flashes, %d beeps, flash to beep at most %.1f ms; %d pictures for %.3f s, %d dropped", seconds,
           static_cast<int>(marks.flashes.size()), static_cast<int>(marks.beeps.size()), offset * 1000, probe.Frames(), elapsed,
           m_capture->GetFramesDropped());
-    QVERIFY(marks.flashes.size() >= seconds - 1);
+    QVERIFY(marks.flashes.size() >= seconds - 2);
     QCOMPARE(marks.flashes.size(), marks.beeps.size());
     QVERIFY(offset >= 0 && offset < 1.0 / 30);
     // The last flash is still in step: no drift over the run.
