@@ -122,7 +122,7 @@ private slots:
 private:
     // Records from the test devices for about seconds; the time between the run and the
     // stop comes back in elapsed.
-    void Record(const QString& path, int16_t format, int ms, double* elapsed);
+    void Record(const QString& path, int16_t format, int ms, double* elapsed, int16_t syncMaster = 1);
     QString Path(const char* name) const { return m_folder.filePath(QString::fromLatin1(name)); }
 
     QTemporaryDir m_folder;
@@ -148,10 +148,10 @@ void TestTarnwickCapture::cleanup()
     m_object.reset();
 }
 
-void TestTarnwickCapture::Record(const QString& path, int16_t format, int ms, double* elapsed)
+void TestTarnwickCapture::Record(const QString& path, int16_t format, int ms, double* elapsed, int16_t syncMaster)
 {
     QVERIFY(m_capture->BuildGraph());
-    QVERIFY(m_capture->StartCaptureToFile(path, format, 1));
+    QVERIFY(m_capture->StartCaptureToFile(path, format, syncMaster));
     QElapsedTimer clock;
     clock.start();
     QVERIFY(m_capture->RunGraph());
@@ -278,6 +278,16 @@ void TestTarnwickCapture::aviRecordingHoldsBothStreamsInStep()
     qInfo("3 s AVI: %.3f s of pictures, %.3f s of sound for %.3f s; flash to beep at most %.1f ms", videoLength, audioLength, elapsed,
           offset * 1000);
     QVERIFY(offset >= 0 && offset < step);
+
+    // Sound timed by the pictures, and neither by the other: on one clock all stay in step.
+    for (int16_t sync : {int16_t(0), int16_t(-1)}) {
+        const QString other = Path(sync == 0 ? "sync0.avi" : "sync-1.avi");
+        Record(other, 0, 2200, &elapsed, sync);
+        const Marks syncMarks = FindMarks(other, 30);
+        QVERIFY(!syncMarks.flashes.isEmpty() && syncMarks.flashes.size() == syncMarks.beeps.size());
+        QVERIFY2(LargestOffset(syncMarks) < step, qPrintable(QString::number(LargestOffset(syncMarks))));
+        QVERIFY(std::abs(SoundSeconds(other) - elapsed) <= step);
+    }
 
     // A compressed AVI the same way.
     m_capture->SetCaptureVideoCompressor(QStringLiteral("MPEG-4 Part 2 (mpeg4)"));

@@ -242,6 +242,14 @@ void TestCapture::captureStoppedByItsDuration()
     QCOMPARE(FileCollection.Count(), 1);
     QCOMPARE(moduleTarnwick::FileNameOf(FileCollection.Item(1)), file);
 
+    // A last capture that is gone says so.
+    LastCapturedFile = m_folder.filePath(QStringLiteral("gone.avi"));
+    QmScript::AnswerMessage(QmMsgBox::OK);
+    Item("mnuFilePLCFile")->trigger();
+    QCOMPARE(QmTest::TakeMessageTexts(), QStringList{QStringLiteral("File not found.")});
+    QVERIFY(QmScript::TakeOpened().isEmpty());
+    LastCapturedFile = file;
+
     // Now the file is open in the media list: no capture into it.
     QmScript::AnswerMessage(QmMsgBox::OK);
     Cap()->SetShowStartDialog(0);

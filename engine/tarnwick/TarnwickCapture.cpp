@@ -146,6 +146,10 @@ struct TarnwickCapture::Recording
     int64_t end = -1;     // when it ended, once it has
     int64_t nextPicture = 0;
     FramePtr last;        // repeated where the device sent nothing in time
+    // The newest picture is held back until the next one comes, or the end: a picture
+    // taken just before the end has no frame of its own in the file.
+    FramePtr pending;
+    int64_t pendingIndex = 0;
     SwsContext* scaler = nullptr;
     bool soundStarted = false;
     int64_t soundWritten = 0; // samples of each channel
@@ -153,6 +157,28 @@ struct TarnwickCapture::Recording
     bool failed = false;
     std::atomic<int32_t> captured{0};
     std::atomic<int32_t> dropped{0};
+
+    // The frame the next picture may take.
+    int64_t NextFree() const { return pending ? pendingIndex + 1 : nextPicture; }
+
+    // Writes the picture held back, after the frames before it that the device did not
+    // send in time, which show the picture before them.
+    void Flush(QString* error)
+    {
+        AVFrame* filler = last ? last.get() : pending.get();
+        // Before the first picture the device had nothing to send yet: no frame was dropped.
+        const bool first = !last;
+        while (nextPicture < pendingIndex && !failed) {
+            failed = !writer.WriteVideo(*filler, error);
+            ++nextPicture;
+            dropped += first ? 0 : 1;
+        }
+        if (!failed)
+            failed = !writer.WriteVideo(*pending, error);
+        ++nextPicture;
+        ++captured;
+        last = std::move(pending);
+    }
 
     void WriteSilence(int64_t count, QString* error)
     {
@@ -170,9 +196,14 @@ struct TarnwickCapture::Recording
     bool Finish(QString* error)
     {
         const double seconds = std::max<int64_t>(0, end - start) / 1e6;
-        if (writer.HasVideo() && last && !failed) {
+        if (writer.HasVideo() && !failed) {
             const int64_t due = std::llround(seconds * writer.fps);
-            while (nextPicture < due && !failed) {
+            // The newest picture stays out when its frame would begin at or after the end,
+            // so that the pictures last as long as the sound.
+            if (pending && pendingIndex < due)
+                Flush(error);
+            pending.reset();
+            while (last && nextPicture < due && !failed) {
                 failed = !writer.WriteVideo(*last, error);
                 ++nextPicture;
             }
@@ -733,8 +764,8 @@ void TarnwickCapture::Picture(Source& source, const AVFrame& frame, int64_t stam
     if (at < 0)
         return;
     const int64_t index = std::llround(at * writer.fps / 1e6);
-    if (index < rec->nextPicture) {
-        // A second picture for a frame already written: dropped, unless the file simply
+    if (index < rec->NextFree()) {
+        // A second picture for a frame already taken: dropped, unless the file simply
         // has fewer frames a second than the device sends.
         if (writer.fps >= source.fps)
             ++rec->dropped;
@@ -747,20 +778,10 @@ void TarnwickCapture::Picture(Source& source, const AVFrame& frame, int64_t stam
         return;
     sws_scale(rec->scaler, frame.data, frame.linesize, 0, frame.height, picture->data, picture->linesize);
     QString error;
-    // Frames the device did not send in time show the picture before them.
-    AVFrame* filler = rec->last ? rec->last.get() : picture.get();
-    // Before the first picture the device had nothing to send yet: no frame was dropped.
-    const bool first = !rec->last;
-    while (rec->nextPicture < index && !rec->failed) {
-        rec->failed = !writer.WriteVideo(*filler, &error);
-        ++rec->nextPicture;
-        rec->dropped += first ? 0 : 1;
-    }
-    if (!rec->failed)
-        rec->failed = !writer.WriteVideo(*picture, &error);
-    ++rec->nextPicture;
-    ++rec->captured;
-    rec->last = std::move(picture);
+    if (rec->pending)
+        rec->Flush(&error);
+    rec->pending = std::move(picture);
+    rec->pendingIndex = index;
     if (rec->failed) {
         rec->end = Now();
         std::lock_guard problem(m_mutex);
