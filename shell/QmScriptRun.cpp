@@ -4,6 +4,11 @@
 #include "core/QmListView.h"
 #include "core/QmScript.h"
 #include "core/QmTrap.h"
+#include "core/QmShared.h"
+#include "core/QmVideoSurface.h"
+#include "engine/ITWPreview.h"
+#include "preview/ModuleTWPreview.h"
+#include "preview/frmPreview.h"
 #include "media/frmMediaList.h"
 #include "project/ModuleRecovery.h"
 #include "shell/mdiTarnwick.h"
@@ -71,6 +76,12 @@ int Step(Runner& runner, const QString& line)
         moduleTimeline::SetSliderPosition(rest.toInt(), false);
     } else if (verb == u"wait") {
         return rest.toInt();
+    } else if (verb == u"probe") {
+        const int32_t position = ModuleTWPreview::PreviewBuilt ? QmShared::Eng<ITWPreview>().GetPosition() : 0;
+        QmScript::Note(QStringLiteral("PROBE\t%1\t%2\t%3")
+                           .arg(Now())
+                           .arg(position)
+                           .arg(frmPreview::instance()->picDisplay->PaintProbeLine()));
     } else if (verb == u"quit") {
         mdiTarnwick::instance()->close();
     }
