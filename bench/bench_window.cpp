@@ -77,7 +77,7 @@ bool SaveProject(mdiTarnwick* main, const QString& folder, const QString& size, 
     tl.AppendSource(audio2, a2, 0);
     ProjectModified = true;
     QmScript::AnswerDialog(QVariant::fromValue(QmDialogs::FileResult{path, 1}));
-    main->RunCommand(QStringLiteral("mnuFileSaveProject"));
+    main->RunCommand(QStringLiteral("mnuFileSaveProjectAs"));
     return !ProjectModified && QFileInfo::exists(path);
 }
 
