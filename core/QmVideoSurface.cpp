@@ -48,6 +48,12 @@ void QmVideoSurface::ClearFrame()
     update();
 }
 
+QSize QmVideoSurface::DisplaySize() const
+{
+    std::lock_guard lock(m_mutex);
+    return (m_area.isNull() ? size() : m_area.size()) * devicePixelRatio();
+}
+
 QImage QmVideoSurface::Frame() const
 {
     std::lock_guard lock(m_mutex);

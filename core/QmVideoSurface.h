@@ -19,6 +19,7 @@ public:
 
     void PresentFrame(const QImage& frame, const QRect& area) override;
     void ClearFrame() override;
+    QSize DisplaySize() const override;
 
     // The latest frame, as handed over (null when cleared).
     QImage Frame() const;
