@@ -27,7 +27,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QProcessEnvironment>
-#include <QRegularExpression>
+#include <QSettings>
 #include <QTextStream>
 
 #include <cstdio>
@@ -123,6 +123,9 @@ bool PlayInProgram(const QString& program, const QString& folder, const QString&
                            << "run DoPreviewAction:Pause\nanswer No\nquit\n";
     }
     QTemporaryDir config;
+    // No tutorial in the browser at the start.
+    QSettings(config.path() + QStringLiteral("/quillmont.ini"), QSettings::IniFormat)
+        .setValue(QStringLiteral("Quillmont 1.1/Save Options/Tutorial"), QStringLiteral("1"));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
     env.insert(QStringLiteral("QUILLMONT_CONFIG_DIR"), config.path());

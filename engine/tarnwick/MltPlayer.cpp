@@ -93,7 +93,8 @@ bool MltPlayer::Load(std::unique_ptr<Mlt::Profile> profile, std::unique_ptr<Mlt:
     m_showsPictures = showsPictures;
     m_shownFrame = 0;
 
-    m_consumer = std::make_unique<Mlt::Consumer>(*m_profile, "sdl2_audio");
+    m_consumerProfile = std::make_unique<Mlt::Profile>(mlt_profile_clone(m_profile->get_profile()));
+    m_consumer = std::make_unique<Mlt::Consumer>(*m_consumerProfile, "sdl2_audio");
     if (!m_consumer->is_valid()) {
         Unload();
         return false;
@@ -148,6 +149,7 @@ void MltPlayer::Unload()
         m_showEvent.reset();
         m_consumer.reset();
     }
+    m_consumerProfile.reset();
     m_producer.reset();
     m_profile.reset();
     m_playing = false;
@@ -162,8 +164,9 @@ bool MltPlayer::Play()
     m_producer->set_speed(1.0);
     // Frames are rendered at the size they are shown at, straight into the pictures the
     // surface takes, on the consumer's own thread: the graph's sources are scaled once,
-    // its filters work on no more pixels than are seen, and nothing is converted or
-    // shrunk again when the frame is painted.
+    // its filters work on no more pixels than are seen (the blur's radius follows the
+    // width), and nothing is converted or shrunk again when the frame is painted. The
+    // size goes to the consumer's profile alone; the graph's stays the project's.
     {
         std::lock_guard lock(m_surfaceMutex);
         m_playingSize = PlayingSize({m_profile->width(), m_profile->height()},

@@ -86,6 +86,9 @@ private:
     void Present(Mlt::Frame& frame);
 
     std::unique_ptr<Mlt::Profile> m_profile;
+    // The consumer's own copy of the profile, whose size is the size frames are rendered
+    // at while playing: a consumer's width and height are its profile's.
+    std::unique_ptr<Mlt::Profile> m_consumerProfile;
     std::unique_ptr<Mlt::Producer> m_producer;
     std::unique_ptr<Mlt::Consumer> m_consumer;
     std::unique_ptr<Mlt::Event> m_showEvent;
