@@ -21,6 +21,8 @@
 
 #include <memory>
 
+#include <sys/resource.h>
+
 namespace QmScriptRun {
 
 namespace {
@@ -78,9 +80,15 @@ int Step(Runner& runner, const QString& line)
         return rest.toInt();
     } else if (verb == u"probe") {
         const int32_t position = ModuleTWPreview::PreviewBuilt ? QmShared::Eng<ITWPreview>().GetPosition() : 0;
-        QmScript::Note(QStringLiteral("PROBE\t%1\t%2\t%3")
+        // The processor time of the whole program, every thread, in ms.
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        const qint64 cpuMs = (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000LL
+                             + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000;
+        QmScript::Note(QStringLiteral("PROBE\t%1\t%2\t%3\t%4")
                            .arg(Now())
                            .arg(position)
+                           .arg(cpuMs)
                            .arg(frmPreview::instance()->picDisplay->PaintProbeLine()));
     } else if (verb == u"quit") {
         mdiTarnwick::instance()->close();
