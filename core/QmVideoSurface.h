@@ -38,7 +38,8 @@ public:
         double slowestPaintMs = 0;
     };
     PaintCounts PaintProbe() const;
-    // The counts as a line: "paint-probe <name> presented .. painted .. late .. skipped ..".
+    // The counts as a line: "paint-probe <name> size <w>x<h> presented .. painted .. late ..
+    // skipped .. slowest-paint-ms ..".
     QString PaintProbeLine() const;
     static bool PaintProbeOn();
     ~QmVideoSurface() override;
