@@ -19,7 +19,10 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <limits>
+#include <string_view>
 #include <vector>
 
 namespace QmBench {
@@ -33,6 +36,33 @@ inline double Median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
     return values.empty() ? 0.0 : values[values.size() / 2];
+}
+
+// A figure for bench/run-all.sh's table, on a line of its own beside the benchmark's
+// own words: name, value and unit, the reference measured in the same run (none when
+// kNoReference), the aim as words and whether the value meets it.
+constexpr double kNoReference = std::numeric_limits<double>::quiet_NaN();
+
+inline void Figure(const QString& name, double value, const char* unit, double reference, const char* aim, bool holds)
+{
+    const QString ratio = std::isnan(reference) || reference == 0 ? QStringLiteral("-")
+                                                                   : QString::number(value / reference, 'f', 2);
+    const QString ref = std::isnan(reference) ? QStringLiteral("-") : QString::number(reference, 'f', 1);
+    std::printf("@figure\t%s\t%.1f %s\t%s\t%s\t%s\t%s\n", qPrintable(name), value, unit, qPrintable(ref),
+                qPrintable(ratio), aim, std::string_view(aim) == "-" ? "-" : holds ? "yes" : "no");
+    std::fflush(stdout);
+}
+
+// This process's resident memory in MiB (VmRSS), 0 where it cannot be read.
+inline double ResidentMiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    return 0;
 }
 
 // Before the application object: settings in config, sound to no device.
@@ -70,19 +100,21 @@ inline bool Ffmpeg(const QStringList& arguments)
 // The media of the reference project, seconds long, in folder: main.avi (a moving test
 // picture, 640x480 at 25 frames a second), key.avi (green with a red box and a counter,
 // to be keyed), a1.wav and a2.wav (tones of 440 and 660 Hz, 48 kHz stereo).
-inline bool MakeMedia(const QString& folder, int seconds)
+// size gives other pictures ("1920x1080"); suffix goes before each name's extension.
+inline bool MakeMedia(const QString& folder, int seconds, const QString& size = QStringLiteral("640x480"),
+                      const QString& suffix = {})
 {
     const QString length = QString::number(seconds);
-    return Ffmpeg({"-f", "lavfi", "-i", "testsrc2=size=640x480:rate=25:duration=" + length, "-c:v", "mpeg4", "-q:v",
-                   "3", folder + "/main.avi"})
+    return Ffmpeg({"-f", "lavfi", "-i", "testsrc2=size=" + size + ":rate=25:duration=" + length, "-c:v", "mpeg4",
+                   "-q:v", "3", folder + "/main" + suffix + ".avi"})
            && Ffmpeg({"-f", "lavfi", "-i",
-                      "color=c=0x00ff00:size=640x480:rate=25:duration=" + length
+                      "color=c=0x00ff00:size=" + size + ":rate=25:duration=" + length
                           + ",drawbox=x=40:y=300:w=240:h=120:color=red:t=fill,drawtext=text='%{pts}':x=60:y=330:fontsize=40",
-                      "-c:v", "mpeg4", "-q:v", "3", folder + "/key.avi"})
+                      "-c:v", "mpeg4", "-q:v", "3", folder + "/key" + suffix + ".avi"})
            && Ffmpeg({"-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000:duration=" + length, "-ac", "2",
-                      folder + "/a1.wav"})
+                      folder + "/a1" + suffix + ".wav"})
            && Ffmpeg({"-f", "lavfi", "-i", "sine=frequency=660:sample_rate=48000:duration=" + length, "-ac", "2",
-                      folder + "/a2.wav"});
+                      folder + "/a2" + suffix + ".wav"});
 }
 
 // The tracks of the reference project.

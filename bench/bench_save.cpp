@@ -188,6 +188,9 @@ int main(int argc, char* argv[])
         Report("melt (affine)", mlt);
     const double ourMedian = QmBench::Median(quillmont.wall);
     std::printf("ratio Quillmont / ffmpeg: %.2f (aim 0.6 or below)\n", ourMedian / QmBench::Median(ffmpeg.wall));
+    QmBench::Figure(QStringLiteral("save the reference minute, median (ref. ffmpeg)"), ourMedian / 1000, "s",
+                    QmBench::Median(ffmpeg.wall) / 1000, "ratio <= 0.6",
+                    ourMedian / QmBench::Median(ffmpeg.wall) <= 0.6);
     if (melt)
         std::printf("ratio melt / Quillmont:   %.2f\n", QmBench::Median(mlt.wall) / ourMedian);
     std::printf("sizes: Quillmont %lld, ffmpeg %lld%s bytes\n", static_cast<long long>(QFile(ours).size()),

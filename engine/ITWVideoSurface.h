@@ -15,4 +15,8 @@ public:
     virtual void PresentFrame(const QImage& frame, const QRect& area) = 0;
     // Nothing to show.
     virtual void ClearFrame() = 0;
+    // The size, in pixels of the screen, that frames are shown at; empty when it is not
+    // known. A player playing renders its frames no larger, so that a large project is
+    // not made at full size only to be shrunk on the screen.
+    virtual QSize DisplaySize() const { return {}; }
 };

@@ -3,8 +3,13 @@
 #include "core/QmDialogs.h"
 #include "core/QmListView.h"
 #include "core/QmScript.h"
+#include "core/QmShared.h"
 #include "core/QmTrap.h"
+#include "core/QmVideoSurface.h"
+#include "engine/ITWPreview.h"
 #include "media/frmMediaList.h"
+#include "preview/ModuleTWPreview.h"
+#include "preview/frmPreview.h"
 #include "project/ModuleRecovery.h"
 #include "shell/mdiTarnwick.h"
 #include "timeline/moduleTimeline.h"
@@ -15,6 +20,8 @@
 #include <QTimer>
 
 #include <memory>
+
+#include <sys/resource.h>
 
 namespace QmScriptRun {
 
@@ -71,6 +78,18 @@ int Step(Runner& runner, const QString& line)
         moduleTimeline::SetSliderPosition(rest.toInt(), false);
     } else if (verb == u"wait") {
         return rest.toInt();
+    } else if (verb == u"probe") {
+        const int32_t position = ModuleTWPreview::PreviewBuilt ? QmShared::Eng<ITWPreview>().GetPosition() : 0;
+        // The processor time of the whole program, every thread, in ms.
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        const qint64 cpuMs = (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000LL
+                             + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000;
+        QmScript::Note(QStringLiteral("PROBE\t%1\t%2\t%3\t%4")
+                           .arg(Now())
+                           .arg(position)
+                           .arg(cpuMs)
+                           .arg(frmPreview::instance()->picDisplay->PaintProbeLine()));
     } else if (verb == u"quit") {
         mdiTarnwick::instance()->close();
     }

@@ -13,6 +13,9 @@
 //                     ("last" the last row, "*" every row)
 //   slider <ms>       the timeline's position slider goes to ms
 //   wait <ms>         a pause before the next line
+//   probe             logs "PROBE <ms since the epoch> <player's position in ms> <processor ms
+//                     used so far> <the preview surface's paint probe line>" (see
+//                     QmVideoSurface; QUILLMONT_PAINT_PROBE)
 //   quit              the main window is closed
 //
 // The log gets "START <ms since the epoch> <digest>" when the script begins (after the

@@ -8,6 +8,7 @@
 #include "engine/ITWPreview.h"
 #include "engine/ITWTimeline.h"
 #include "engine/ITWVideoSurface.h"
+#include "engine/tarnwick/MltPlayer.h"
 #include "engine/tarnwick/MltServices.h"
 #include "engine/tarnwick/TarnwickTimeline.h"
 #include "engine/tarnwick/TimelineGraph.h"
@@ -72,6 +73,8 @@ public:
         ++count;
     }
     void ClearFrame() override {}
+    QSize DisplaySize() const override { return display; }
+    QSize display;
     int Count()
     {
         std::lock_guard lock(mutex);
@@ -108,6 +111,7 @@ private slots:
     void disabledTracksAndEffectsAreLeftOut();
     void soundsAreMixed();
     void previewPlaysSeeksAndFollowsEdits();
+    void playingRendersAtTheSizeShown();
     void previewRefreshTakesInEveryChange();
     void movieHoldsWhatThePreviewShows();
 
@@ -568,6 +572,50 @@ void TestTarnwickRender::previewPlaysSeeksAndFollowsEdits()
     preview.SetOwnerWindow(nullptr);
     preview.ClosePreview();
     QCOMPARE(preview.GetDuration(), 0);
+}
+
+void TestTarnwickRender::playingRendersAtTheSizeShown()
+{
+    // The size: the display's in the frame's shape, never above the frame's, even.
+    QCOMPARE(Tarnwick::PlayingSize({1920, 1080}, {434, 244}), QSize(432, 244));
+    QCOMPARE(Tarnwick::PlayingSize({1920, 1080}, {300, 600}), QSize(300, 168));
+    QCOMPARE(Tarnwick::PlayingSize({320, 240}, {434, 325}), QSize(320, 240));
+    QCOMPARE(Tarnwick::PlayingSize({320, 240}, {}), QSize(320, 240));
+    QCOMPARE(Tarnwick::PlayingSize({640, 480}, {1, 1}), QSize(2, 2));
+
+    // Played on a small display, a keyed overlay over a picture: frames come at the
+    // display's size and show what the full frame shows; stills stay at full size.
+    qputenv("SDL_AUDIODRIVER", "dummy");
+    auto& preview = TWCast<ITWPreview>(m_object.get());
+    Surface surface;
+    surface.display = QSize(160, 100);
+    preview.SetOwnerWindow(&surface);
+    QVERIFY(m_tl->AppendSource(m_video, Stream("blue.avi"), 0));
+    QVERIFY(m_tl->AppendSource(m_overlay, Stream("redgreen.avi"), 0));
+    QVERIFY(m_tl->AddTransitionAt(m_overlay, QStringLiteral("DxtKey"), 0, 2000));
+    auto& key = TWCast<ITWKeyTransition>(m_object.get());
+    QVERIFY(key.SetKeyParameter(m_overlay, 0, QStringLiteral("KeyType"), 0));
+    QVERIFY(key.SetKeyColor(m_overlay, 0, 255, 0, 0));
+    QVERIFY(preview.BuildPreview());
+    QVERIFY(preview.Seek(600));
+    QCOMPARE(surface.Last().size(), QSize(320, 240));
+    const int stills = surface.Count();
+    QVERIFY(preview.Play());
+    QTRY_VERIFY_WITH_TIMEOUT(surface.Count() > stills + 15, 3000); // past the change to green
+    QVERIFY(preview.Pause());
+    const QImage played = surface.Last();
+    QCOMPARE(played.size(), QSize(132, 100));
+    const QImage full = m_engine->RenderFrame(preview.GetPosition());
+    QCOMPARE(full.size(), QSize(320, 240));
+    const QRgb expected = full.pixel(160, 120);
+    QVERIFY2(Near(played.pixel(66, 50), qRed(expected), qGreen(expected), qBlue(expected), 60),
+             qPrintable(QStringLiteral("%1 against %2").arg(played.pixel(66, 50), 0, 16).arg(expected, 0, 16)));
+    QVERIFY(!Near(played.pixel(66, 50), 255, 0, 0)); // the key is at work
+    QVERIFY(preview.Stop());
+    QVERIFY(preview.Seek(400));
+    QCOMPARE(surface.Last().size(), QSize(320, 240));
+    preview.SetOwnerWindow(nullptr);
+    preview.ClosePreview();
 }
 
 void TestTarnwickRender::previewRefreshTakesInEveryChange()

@@ -10,6 +10,7 @@
 #include "core/QmPicture.h"
 #include "core/QmSettings.h"
 #include "core/QmTrap.h"
+#include "core/QmVideoSurface.h"
 #include "core/moduleUtilities.h"
 
 #include <QComboBox>
@@ -74,10 +75,13 @@ private slots:
     void scriptedDialogues();
     void settingsStore();
     void pictureDrawsToThePixel();
+    void videoSurfaceProbeCountsPaintsLateAndSkipped();
 };
 
 void TestCore::initTestCase()
 {
+    // Read once, at the first surface's first frame.
+    qputenv("QUILLMONT_PAINT_PROBE", "1");
     QmTrap::SetReporter([](const QString& module, const QString& function, const QmError& error) {
         Reports().append({module, function, error.Number()});
     });
@@ -501,6 +505,47 @@ void TestCore::pictureDrawsToThePixel()
     }
     QCOMPARE(endBatched, endAlone);
     QVERIFY(alone.Image() == batched.Image());
+}
+
+void TestCore::videoSurfaceProbeCountsPaintsLateAndSkipped()
+{
+    QmVideoSurface surface;
+    surface.setObjectName(QStringLiteral("picDisplay"));
+    surface.resize(200, 100);
+    surface.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&surface));
+    QCOMPARE(surface.DisplaySize(), QSize(200, 100));
+    QImage frame(80, 60, QImage::Format_RGBA8888);
+    frame.fill(Qt::red);
+
+    // Two frames before a paint: the first was never seen.
+    surface.PresentFrame(frame, QRect(10, 10, 80, 60));
+    surface.PresentFrame(frame, QRect(10, 10, 80, 60));
+    QCOMPARE(surface.DisplaySize(), QSize(80, 60)); // the video window, not the widget
+    surface.repaint();
+    QmVideoSurface::PaintCounts counts = surface.PaintProbe();
+    QCOMPARE(counts.presented, 2);
+    QCOMPARE(counts.painted, 1);
+    QCOMPARE(counts.skipped, 1);
+    QCOMPARE(counts.late, 0);
+    QCOMPARE(surface.grab().toImage().pixelColor(50, 40), QColor(Qt::red));
+
+    // A paint with no new frame counts nothing; one more than a frame's time after its
+    // frame came is late.
+    surface.repaint();
+    QCOMPARE(surface.PaintProbe().painted, 1);
+    surface.PresentFrame(frame, QRect(10, 10, 80, 60));
+    QTest::qSleep(60);
+    surface.repaint();
+    counts = surface.PaintProbe();
+    QCOMPARE(counts.painted, 2);
+    QCOMPARE(counts.late, 1);
+    QVERIFY2(surface.PaintProbeLine().startsWith(
+                 QLatin1String("paint-probe picDisplay size 200x100 presented 3 painted 2 late 1 skipped 1 ")),
+             qPrintable(surface.PaintProbeLine()));
+    // The queued repaints find nothing new.
+    QApplication::processEvents();
+    QCOMPARE(surface.PaintProbe().painted, 2);
 }
 
 QM_TEST_MAIN(TestCore)

@@ -13,14 +13,26 @@ namespace Tarnwick {
 
 QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile)
 {
-    mlt_image_format format = mlt_image_rgba;
     // A graph of tracks needs the size asked for; a lone file would give its own.
-    int width = profile.width();
-    int height = profile.height();
+    return FrameImage(frame, profile.width(), profile.height());
+}
+
+QImage FrameImage(Mlt::Frame& frame, int width, int height)
+{
+    mlt_image_format format = mlt_image_rgba;
     const uint8_t* data = frame.get_image(format, width, height);
     if (!data || format != mlt_image_rgba || width <= 0 || height <= 0)
         return {};
     return QImage(data, width, height, width * 4, QImage::Format_RGBA8888).copy();
+}
+
+QSize PlayingSize(const QSize& frame, const QSize& display)
+{
+    if (display.isEmpty() || frame.isEmpty() || (display.width() >= frame.width() && display.height() >= frame.height()))
+        return frame;
+    const QSize fitted = frame.scaled(display, Qt::KeepAspectRatio);
+    // Even, as 4:2:0 pictures want, and at least one chroma block.
+    return {std::max(2, fitted.width() & ~1), std::max(2, fitted.height() & ~1)};
 }
 
 namespace {
@@ -81,7 +93,8 @@ bool MltPlayer::Load(std::unique_ptr<Mlt::Profile> profile, std::unique_ptr<Mlt:
     m_showsPictures = showsPictures;
     m_shownFrame = 0;
 
-    m_consumer = std::make_unique<Mlt::Consumer>(*m_profile, "sdl2_audio");
+    m_consumerProfile = std::make_unique<Mlt::Profile>(mlt_profile_clone(m_profile->get_profile()));
+    m_consumer = std::make_unique<Mlt::Consumer>(*m_consumerProfile, "sdl2_audio");
     if (!m_consumer->is_valid()) {
         Unload();
         return false;
@@ -136,6 +149,7 @@ void MltPlayer::Unload()
         m_showEvent.reset();
         m_consumer.reset();
     }
+    m_consumerProfile.reset();
     m_producer.reset();
     m_profile.reset();
     m_playing = false;
@@ -148,6 +162,19 @@ bool MltPlayer::Play()
     if (m_playing)
         return true;
     m_producer->set_speed(1.0);
+    // Frames are rendered at the size they are shown at, straight into the pictures the
+    // surface takes, on the consumer's own thread: the graph's sources are scaled once,
+    // its filters work on no more pixels than are seen (the blur's radius follows the
+    // width), and nothing is converted or shrunk again when the frame is painted. The
+    // size goes to the consumer's profile alone; the graph's stays the project's.
+    {
+        std::lock_guard lock(m_surfaceMutex);
+        m_playingSize = PlayingSize({m_profile->width(), m_profile->height()},
+                                    m_surface && m_showsPictures ? m_surface->DisplaySize() : QSize());
+    }
+    m_consumer->set("width", m_playingSize.width());
+    m_consumer->set("height", m_playingSize.height());
+    m_consumer->set("mlt_image_format", "rgba");
     m_playing = m_consumer->start() == 0;
     return m_playing;
 }
@@ -240,7 +267,8 @@ void MltPlayer::FrameShown(void* frame)
 
 void MltPlayer::Present(Mlt::Frame& frame)
 {
-    const QImage image = FrameImage(frame, *m_profile);
+    const QImage image = m_playingSize.isEmpty() ? FrameImage(frame, *m_profile)
+                                                 : FrameImage(frame, m_playingSize.width(), m_playingSize.height());
     if (image.isNull())
         return;
     std::lock_guard lock(m_surfaceMutex);

@@ -32,6 +32,13 @@ inline double GainOfLevel(int32_t level)
 
 // The picture of a frame at the profile's size, as a QImage of its own.
 QImage FrameImage(Mlt::Frame& frame, Mlt::Profile& profile);
+// The same at another size.
+QImage FrameImage(Mlt::Frame& frame, int width, int height);
+
+// The size a playing player renders at, for a picture of frame's size shown at display
+// (empty: unknown): the display's size in the frame's shape, never larger than the
+// frame, in even pixels.
+QSize PlayingSize(const QSize& frame, const QSize& display);
 
 // A player on MLT: a producer played in real time with its sound through SDL, its
 // pictures handed to a surface as they are due. Positions are frames of the player's
@@ -79,6 +86,9 @@ private:
     void Present(Mlt::Frame& frame);
 
     std::unique_ptr<Mlt::Profile> m_profile;
+    // The consumer's own copy of the profile, whose size is the size frames are rendered
+    // at while playing: a consumer's width and height are its profile's.
+    std::unique_ptr<Mlt::Profile> m_consumerProfile;
     std::unique_ptr<Mlt::Producer> m_producer;
     std::unique_ptr<Mlt::Consumer> m_consumer;
     std::unique_ptr<Mlt::Event> m_showEvent;
@@ -87,6 +97,8 @@ private:
     void Connect();
     bool m_playing = false;
     std::atomic<int32_t> m_shownFrame{0};
+    // The size frames are rendered at while playing (the consumer's), set at Play.
+    QSize m_playingSize;
 
     std::mutex m_surfaceMutex;
     ITWVideoSurface* m_surface = nullptr;
