@@ -2,6 +2,8 @@
 // format, the frames captured and dropped, the length against the time recorded, and
 // the processor time the capture took for each second recorded (with the live picture
 // drawn into a surface that only counts).
+#include "bench/QmBench.h"
+
 #include "engine/CreateObject.h"
 #include "engine/ITWCapture.h"
 #include "engine/ITWProfiles.h"
@@ -81,6 +83,10 @@ int main(int argc, char* argv[])
         const double used = CpuSeconds() - cpu;
         std::printf("%-18s %9d %8d %10.3f %10.1f %12.3f\n", run.name, capture.GetFramesCaptured(), capture.GetFramesDropped(), elapsed,
                     QFileInfo(path).size() / 1e6, used / elapsed);
+        QmBench::Figure(QStringLiteral("capture %1: frames dropped in %2 s").arg(QLatin1String(run.name)).arg(seconds),
+                        capture.GetFramesDropped(), "frames", QmBench::kNoReference, "none", capture.GetFramesDropped() == 0);
+        QmBench::Figure(QStringLiteral("capture %1: processor time a second recorded").arg(QLatin1String(run.name)),
+                        used / elapsed, "s", QmBench::kNoReference, "-", true);
         capture.ReleaseCapture();
     }
     return 0;

@@ -32,6 +32,7 @@ run project env QT_QPA_PLATFORM=offscreen "$bench/bench_project"
 run memory env QT_QPA_PLATFORM=offscreen "$bench/bench_memory"
 run preview "$bench/bench_preview"
 run save "$bench/bench_save" --runs 3
+run capture "$bench/bench_capture" --seconds 5
 run window xvfb-run -a -s "-screen 0 1600x1000x24" "$bench/bench_window" "$root/build/quillmont"
 run startup xvfb-run -a -s "-screen 0 1600x1000x24" "$bench/bench_startup" "$root/build/quillmont" 7
 load_after=$(cut -d' ' -f1-3 /proc/loadavg)
@@ -40,7 +41,7 @@ echo
 echo "$(nproc) cores; load average $load_before before, $load_after after; logs in $logs"
 {
     printf 'figure\tvalue\treference\tratio\taim\tholds\n'
-    for name in timeline render editing media project memory preview save window startup; do
+    for name in timeline render editing media project memory preview save capture window startup; do
         grep -h '^@figure' "$logs/$name.log" 2>/dev/null | cut -f2-
     done
 } | awk -F'\t' '
