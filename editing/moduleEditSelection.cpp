@@ -861,39 +861,33 @@ void DropOutsideSelection()
         auto outsideOrOnEdge = [&](const QmSpan& item) {
             return !edgeInside(item) && (item.start <= sel.start || item.stop >= sel.end);
         };
+        // Each track is walked from its end: what goes after the selection is then taken
+        // from the end of the engine's list, and what goes before it moves only what
+        // stays, not everything after it again and again.
         const int videoRows = TimelineView::RowCount(TimelineView::RowKind::Video);
         int i = 1;
         for (int32_t track : TrackCollection) {
             if (!moduleTWState::IsTrackLocked(track) && tl.GetTrackLink(track)) {
                 QmSpan item;
-                for (int16_t seq = 0; tl.GetSourceTimes(track, seq, item.start, item.stop);) {
-                    if (outside(item))
+                for (int16_t seq = tl.GetSourceCount(track) - 1; seq >= 0; --seq)
+                    if (tl.GetSourceTimes(track, seq, item.start, item.stop) && outside(item))
                         tl.RemoveSource(track, seq);
-                    else
-                        ++seq;
-                }
             }
             // An effect that shares an edge with the selection goes, where a source stays.
             if (i <= videoRows && moduleTWState::IsEffectSelected(track) && !moduleTWState::IsEffectLocked(track)) {
                 QmSpan item;
-                for (int16_t seq = 0; tl.GetEffectTimes(track, seq, item.start, item.stop);) {
-                    if (outsideOrOnEdge(item))
+                for (int16_t seq = tl.GetEffectCount(track) - 1; seq >= 0; --seq)
+                    if (tl.GetEffectTimes(track, seq, item.start, item.stop) && outsideOrOnEdge(item))
                         tl.RemoveEffect(track, seq);
-                    else
-                        ++seq;
-                }
             }
             ++i;
         }
         const int32_t overlay = OverlayTrack;
         if (!moduleTWState::IsTrackLocked(overlay) && tl.GetTrackLink(overlay)) {
             QmSpan item;
-            for (int16_t seq = 0; tl.GetSourceTimes(overlay, seq, item.start, item.stop);) {
-                if (outsideOrOnEdge(item))
+            for (int16_t seq = tl.GetSourceCount(overlay) - 1; seq >= 0; --seq)
+                if (tl.GetSourceTimes(overlay, seq, item.start, item.stop) && outsideOrOnEdge(item))
                     RemoveOverlay(overlay, seq);
-                else
-                    ++seq;
-            }
         }
     });
 }
