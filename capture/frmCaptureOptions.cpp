@@ -202,13 +202,7 @@ void frmCaptureOptions::cmdCustomProfile_Click()
 {
     QmTrap::Run(kModule, QStringLiteral("cmdCustomProfile_Click"), [this] {
         const QString name = ui->cboProfile->currentText();
-        frmProfileProperties& properties = *frmProfileProperties::instance();
-        if (moduleProfiles::IsSystemProfile(name))
-            properties.SetProfileDetails(moduleProfiles::GetSysProfileIndex(name), QString(), true);
-        else
-            properties.SetProfileDetails(0, name, false);
-        properties.Form_Load();
-        QmModal::Exec(properties);
+        frmProfileProperties::ShowFor(name);
     });
 }
 

@@ -327,13 +327,7 @@ void frmAdvancedSaveOptions::cmdProperties_Click()
 {
     QmTrap::Run(kModule, QStringLiteral("cmdProperties_Click"), [this] {
         const QString name = ui->cboProfile->currentText();
-        frmProfileProperties& properties = *frmProfileProperties::instance();
-        if (moduleProfiles::IsSystemProfile(name))
-            properties.SetProfileDetails(moduleProfiles::GetSysProfileIndex(name), QString(), true);
-        else
-            properties.SetProfileDetails(0, name, false);
-        properties.Form_Load();
-        QmModal::Exec(properties);
+        frmProfileProperties::ShowFor(name);
     });
 }
 

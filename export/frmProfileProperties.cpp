@@ -3,9 +3,11 @@
 #include "ui_frmProfileProperties.h"
 
 #include "core/QmDimensionBoxes.h"
+#include "core/QmModal.h"
 #include "core/QmShared.h"
 #include "core/QmTrap.h"
 #include "engine/ITWProfiles.h"
+#include "export/moduleProfiles.h"
 
 using namespace QmShared;
 
@@ -96,4 +98,15 @@ void frmProfileProperties::SetVideoAudioProperties()
                                 + (channels == 1 ? QStringLiteral(", Mono") : QStringLiteral(", Stereo")));
     if (ui->lvwStreamDetails->topLevelItemCount() == 0)
         ui->tbs->removeTab(ui->tbs->indexOf(ui->fmeVideoProperties));
+}
+
+void frmProfileProperties::ShowFor(const QString& name)
+{
+    frmProfileProperties& properties = *instance();
+    if (moduleProfiles::IsSystemProfile(name))
+        properties.SetProfileDetails(moduleProfiles::GetSysProfileIndex(name), QString(), true);
+    else
+        properties.SetProfileDetails(0, name, false);
+    properties.Form_Load();
+    QmModal::Exec(properties);
 }

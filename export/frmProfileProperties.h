@@ -26,6 +26,9 @@ public:
     // one by name.
     void SetProfileDetails(int16_t iSystemIndex, const QString& sName, bool bSystemProfileSet);
     void Form_Load();
+    // Shows the properties of the profile of that name, a system one or the user's,
+    // modally.
+    static void ShowFor(const QString& name);
 
 private:
     explicit frmProfileProperties(QWidget* parent = nullptr);

@@ -386,27 +386,16 @@ void frmPreferences::OnCboAudioSettingClick()
                 [this] { OnSettingClick(ui->cboAudioSetting, ui->cboAudioProfile, false); });
 }
 
-void frmPreferences::ShowProfileProperties(const QString& name)
-{
-    frmProfileProperties& properties = *frmProfileProperties::instance();
-    if (moduleProfiles::IsSystemProfile(name))
-        properties.SetProfileDetails(moduleProfiles::GetSysProfileIndex(name), QString(), true);
-    else
-        properties.SetProfileDetails(0, name, false);
-    properties.Form_Load();
-    QmModal::Exec(properties);
-}
-
 void frmPreferences::cmdVideoProperties_Click()
 {
     QmTrap::Run(kModule, QStringLiteral("cmdVideoProperties_Click"),
-                [this] { ShowProfileProperties(ui->cboVideoProfile->currentText()); });
+                [this] { frmProfileProperties::ShowFor(ui->cboVideoProfile->currentText()); });
 }
 
 void frmPreferences::cmdAudioProperties_Click()
 {
     QmTrap::Run(kModule, QStringLiteral("cmdAudioProperties_Click"),
-                [this] { ShowProfileProperties(ui->cboAudioProfile->currentText()); });
+                [this] { frmProfileProperties::ShowFor(ui->cboAudioProfile->currentText()); });
 }
 
 void frmPreferences::cmdVideoDefault_Click()

@@ -80,7 +80,6 @@ private:
     void AnyChange();
     void ChangeColor(QLabel* label, const QString& routine);
     void OnSettingClick(QComboBox* setting, QComboBox* profile, bool video);
-    void ShowProfileProperties(const QString& name);
     void Store();
 
     std::unique_ptr<Ui::frmPreferences> ui;
