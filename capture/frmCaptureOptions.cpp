@@ -11,6 +11,7 @@
 #include "core/QmMsgBox.h"
 #include "core/QmPointer.h"
 #include "core/QmShared.h"
+#include "core/moduleUtilities.h"
 #include "core/QmTrap.h"
 #include "engine/ITWCapture.h"
 #include "export/frmAdvancedSaveOptions.h"
@@ -18,6 +19,7 @@
 #include "export/moduleProfiles.h"
 
 using namespace QmShared;
+using moduleUtilities::ChooseInCombo;
 
 namespace {
 
@@ -25,13 +27,6 @@ const QString kModule = QStringLiteral("frmCaptureOptions");
 const QString kUncompressed = QStringLiteral("Uncompressed");
 const QString kCustom = QStringLiteral("Custom");
 
-bool Choose(QComboBox* box, const QString& text)
-{
-    const int index = box->findText(text, Qt::MatchExactly);
-    if (index >= 0)
-        box->setCurrentIndex(index);
-    return index >= 0;
-}
 
 } // namespace
 
@@ -125,11 +120,11 @@ void frmCaptureOptions::Form_Load()
         frmAdvancedSaveOptions::FillVideoCompressors(ui->cmbVideoCompressors);
         frmAdvancedSaveOptions::FillAudioCompressors(ui->cmbAudioCompressors);
 
-        Choose(ui->cmbVideoCompressors, CaptureVideoCompressor.trimmed().isEmpty() ? kUncompressed : CaptureVideoCompressor.trimmed());
-        Choose(ui->cmbAudioCompressors, CaptureAudioCompressor.trimmed().isEmpty() ? kUncompressed : CaptureAudioCompressor.trimmed());
-        if (VideoDeviceName.trimmed().isEmpty() || !Choose(ui->cmbVideoDevices, VideoDeviceName.trimmed()))
+        ChooseInCombo(ui->cmbVideoCompressors, CaptureVideoCompressor.trimmed().isEmpty() ? kUncompressed : CaptureVideoCompressor.trimmed());
+        ChooseInCombo(ui->cmbAudioCompressors, CaptureAudioCompressor.trimmed().isEmpty() ? kUncompressed : CaptureAudioCompressor.trimmed());
+        if (VideoDeviceName.trimmed().isEmpty() || !ChooseInCombo(ui->cmbVideoDevices, VideoDeviceName.trimmed()))
             ui->cmbVideoDevices->setCurrentIndex(ui->cmbVideoDevices->count() > 0 ? 0 : -1);
-        if (AudioDeviceName.trimmed().isEmpty() || !Choose(ui->cmbAudioDevices, AudioDeviceName.trimmed()))
+        if (AudioDeviceName.trimmed().isEmpty() || !ChooseInCombo(ui->cmbAudioDevices, AudioDeviceName.trimmed()))
             ui->cmbAudioDevices->setCurrentIndex(ui->cmbAudioDevices->count() > 0 ? 0 : -1);
 
         if (capture.CaptureFormat() == 1) {
@@ -183,7 +178,7 @@ void frmCaptureOptions::cboSetting_Click()
         if (index >= 0 && index <= 2) {
             ui->cboProfile->hide();
             ui->txtProfile->show();
-            if (!Choose(ui->cboProfile, moduleProfiles::SettingProfiles(true).at(index)))
+            if (!ChooseInCombo(ui->cboProfile, moduleProfiles::SettingProfiles(true).at(index)))
                 ui->cboProfile->setCurrentIndex(0);
         } else if (index == 3) {
             ui->cboProfile->show();
@@ -210,8 +205,8 @@ void frmCaptureOptions::cmdDefaultSO_Click()
 {
     ui->optAVI->setChecked(true);
     SelectedOption(0);
-    Choose(ui->cmbVideoCompressors, kUncompressed);
-    Choose(ui->cmbAudioCompressors, kUncompressed);
+    ChooseInCombo(ui->cmbVideoCompressors, kUncompressed);
+    ChooseInCombo(ui->cmbAudioCompressors, kUncompressed);
     if (ui->cmbVideoDevices->count() > 0)
         ui->cmbVideoDevices->setCurrentIndex(0);
     if (ui->cmbAudioDevices->count() > 0)
@@ -271,8 +266,8 @@ void frmCaptureOptions::LoadTakeSnapOptions()
     ui->txtSnapFolder->setText(moduleCaptureSnap::SnapFolder());
     const QString dimension = QString::number(moduleCaptureSnap::SnapWidth()) + QStringLiteral(" x ")
                               + QString::number(moduleCaptureSnap::SnapHeight());
-    if (!Choose(ui->cboSnapDimension, dimension)) {
-        Choose(ui->cboSnapDimension, kCustom);
+    if (!ChooseInCombo(ui->cboSnapDimension, dimension)) {
+        ChooseInCombo(ui->cboSnapDimension, kCustom);
         m_dimensions->SetValues(QString::number(moduleCaptureSnap::SnapWidth()), QString::number(moduleCaptureSnap::SnapHeight()));
     }
     const bool capture = moduleCaptureSnap::SnapUseCaptureDimension();

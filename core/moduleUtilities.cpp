@@ -153,6 +153,14 @@ bool IsInCombo(const QComboBox* combo, const QString& text)
     return false;
 }
 
+bool ChooseInCombo(QComboBox* combo, const QString& text)
+{
+    const int index = combo->findText(text, Qt::MatchExactly);
+    if (index >= 0)
+        combo->setCurrentIndex(index);
+    return index >= 0;
+}
+
 QString GetTempFolder()
 {
     QString folder = QDir::tempPath();

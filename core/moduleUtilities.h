@@ -41,6 +41,8 @@ QString ExtractFileName(const QString& path);
 // The name with what follows its last "." replaced; a name without "." is kept.
 QString ChangeExtension(const QString& name, const QString& ext);
 bool IsInCombo(const QComboBox* combo, const QString& text);
+// Chooses the entry of exactly that text, if the box has it; true when it did.
+bool ChooseInCombo(QComboBox* combo, const QString& text);
 // The temporary folder, without a trailing "/".
 QString GetTempFolder();
 // A date written month/day/year.

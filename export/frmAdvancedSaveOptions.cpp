@@ -21,6 +21,7 @@
 #include <QRadioButton>
 
 using namespace QmShared;
+using moduleUtilities::ChooseInCombo;
 using moduleUtilities::IsInCombo;
 
 namespace {
@@ -46,14 +47,6 @@ void FillCompressors(QComboBox* box, bool video)
     box->setCurrentIndex(box->count() - 1);
 }
 
-// Chooses the entry of a text, if the box has it; true when it did.
-bool Choose(QComboBox* box, const QString& text)
-{
-    const int index = box->findText(text, Qt::MatchExactly);
-    if (index >= 0)
-        box->setCurrentIndex(index);
-    return index >= 0;
-}
 
 } // namespace
 
@@ -98,11 +91,11 @@ void frmAdvancedSaveOptions::Form_Load()
         FillAudioCompressors(ui->cboAudioCompressor);
         FillVideoDimensions(ui->cboVideoDimension);
 
-        if (!Choose(ui->cboVideoCompressor, m_videoCompressorName))
-            Choose(ui->cboVideoCompressor, kUncompressed);
+        if (!ChooseInCombo(ui->cboVideoCompressor, m_videoCompressorName))
+            ChooseInCombo(ui->cboVideoCompressor, kUncompressed);
         cboVideoCompressor_Click();
-        if (!Choose(ui->cboAudioCompressor, m_audioCompressorName))
-            Choose(ui->cboAudioCompressor, kUncompressed);
+        if (!ChooseInCombo(ui->cboAudioCompressor, m_audioCompressorName))
+            ChooseInCombo(ui->cboAudioCompressor, kUncompressed);
         cboAudioCompressor_Click();
 
         FillWMFSetting(ui->cboSetting);
@@ -132,8 +125,8 @@ void frmAdvancedSaveOptions::Form_Load()
 
         // The engine's size: an entry of the list, else the custom size.
         const QString width = QString::number(save.GetVideoWidth()), height = QString::number(save.GetVideoHeight());
-        if (!Choose(ui->cboVideoDimension, width + QStringLiteral(" x ") + height)) {
-            Choose(ui->cboVideoDimension, kCustom);
+        if (!ChooseInCombo(ui->cboVideoDimension, width + QStringLiteral(" x ") + height)) {
+            ChooseInCombo(ui->cboVideoDimension, kCustom);
             m_dimensions->SetValues(width, height);
         }
     });
@@ -172,7 +165,7 @@ void frmAdvancedSaveOptions::FillVideoDimensions(QComboBox* box)
         add(kCustom);
         box->setCurrentIndex(-1);
     });
-    Choose(box, QStringLiteral("320 x 240"));
+    ChooseInCombo(box, QStringLiteral("320 x 240"));
 }
 
 void frmAdvancedSaveOptions::FillWMFSetting(QComboBox* box)
@@ -195,7 +188,7 @@ void frmAdvancedSaveOptions::FillWMFProfiles(QComboBox* profileBox, QComboBox* s
             profileBox->setCurrentIndex(0);
         auto& save = Eng<ITWSave>();
         const QString current = (bVideo ? save.GetVideoProfile(260) : save.GetAudioProfile(260)).trimmed();
-        Choose(profileBox, current);
+        ChooseInCombo(profileBox, current);
         const int setting = moduleProfiles::SettingProfiles(bVideo).indexOf(current);
         settingBox->setCurrentIndex(setting >= 0 ? setting : 3);
     });
@@ -294,7 +287,7 @@ void frmAdvancedSaveOptions::cboSetting_Click()
             const bool video = moduleProfiles::VideoPresent(moduleProfiles::GetIndex(ui->cboProfile->currentText()));
             ui->cboProfile->hide();
             ui->txtProfile->show();
-            if (!Choose(ui->cboProfile, moduleProfiles::SettingProfiles(video).at(index)))
+            if (!ChooseInCombo(ui->cboProfile, moduleProfiles::SettingProfiles(video).at(index)))
                 ui->cboProfile->setCurrentIndex(0);
         } else if (index == 3) {
             ui->cboProfile->show();

@@ -6,6 +6,7 @@
 #include "core/QmDimensionBoxes.h"
 #include "core/QmNumbers.h"
 #include "core/QmShared.h"
+#include "core/moduleUtilities.h"
 #include "core/QmTrap.h"
 #include "export/moduleProfiles.h"
 #include "shell/frmPreferences.h"
@@ -26,11 +27,8 @@ Ui::frmPreferences& Form()
 // Chooses the entry of a text; else the fallback entry, when the box has it.
 void Choose(QComboBox* box, const QString& text, const QString& fallback)
 {
-    int index = box->findText(text, Qt::MatchExactly);
-    if (index < 0)
-        index = box->findText(fallback, Qt::MatchExactly);
-    if (index >= 0)
-        box->setCurrentIndex(index);
+    if (!moduleUtilities::ChooseInCombo(box, text))
+        moduleUtilities::ChooseInCombo(box, fallback);
 }
 
 // A profile name as the position of its setting; a name of no setting falls to the

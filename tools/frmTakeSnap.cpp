@@ -92,7 +92,7 @@ void frmTakeSnap::Form_Load()
 {
     QmPointer::Hourglass();
     QmTrap::Run(kModule, QStringLiteral("Form_Load"), [this] {
-        SnapTempFile = QDir(QDir::tempPath()).filePath(QStringLiteral("QMT_Snap.avi"));
+        SnapTempFile = moduleUtilities::GetTempFolder() + QStringLiteral("/QMT_Snap.avi");
         SaveTimelineSection();
         SnapAspect = SnapHeight > 0 ? static_cast<double>(SnapWidth) / SnapHeight : 4.0 / 3.0;
         SnapGuard = false;
